@@ -1,0 +1,83 @@
+#pragma once
+
+#include <cstdint>
+#include <initializer_list>
+#include <string>
+
+#include "app/session/Flags.h"
+#include "app/session/Texts.h"
+#include "base/Clock.h"
+#include "platform/ConsoleStreams.h"
+
+namespace tovlark {
+
+/// Answers of the general prompt; a set of them is their OR.
+enum class Answer : std::uint8_t { Ok = 1, Cancel = 2, Yes = 4, No = 8 };
+constexpr std::uint8_t operator|(Answer left, Answer right) {
+    return static_cast<std::uint8_t>(static_cast<std::uint8_t>(left) | static_cast<std::uint8_t>(right));
+}
+
+enum class OverwriteAnswer : std::uint8_t { Yes = 0, No = 1, YesToAll = 2, NoToAll = 3, Cancel = 4 };
+
+/// Messages, progress and questions of a console run. Members that only print may be called from one thread at a time.
+///
+/// Lines end in CR LF and go out as UTF-8. When standard input ends under a prompt the session raises the cancel flag
+/// and answers with the safe answer (Cancel if offered, else No, else Ok); so does output whose reader is gone.
+class ConsoleSession {
+public:
+    ConsoleSession(const ConsoleStreams& streams, const Texts& texts, const Clock& clock, Flags& flags);
+    ConsoleSession(const ConsoleSession&) = delete;
+    ~ConsoleSession();
+
+    /// Prints exactly the text and flushes, in one write.
+    void print(TextView text);
+    /// Prints without flushing.
+    void printRaw(TextView text);
+    /// Prints a numbered text; CR LF is added unless the text ends in one.
+    void printLine(TextId id, std::initializer_list<FormatArgument> arguments = {});
+    void printLine(TextView text);
+
+    /// Progress of one step: title, " ... " and a percentage that is rewritten in place (flushed when it changes).
+    void beginStep(TextView text);
+    void beginStep(TextView text, std::uint64_t total);
+    void addProgress(std::uint64_t amount);
+    void setProgress(std::uint64_t position, std::uint64_t total);
+    void finishStep();
+    void printDone();
+
+    /// Prints "." when the last output is more than a second old.
+    void tick();
+    void printAndMark(TextView text);
+
+    Answer prompt(TextView text, std::uint8_t offered);
+    OverwriteAnswer promptOverwrite(TextView caption, TextView text);
+    /// One line of standard input without its end; "Yes" under `assumeYes`. A line beyond `maximumLength` characters is
+    /// discarded to its end and reads as one that no prompt accepts.
+    Text readLine(std::size_t maximumLength);
+    /// Prints "<E1>" or "<E0>" with 100 ms before and after.
+    void signalResult(bool ok);
+
+    /// Answers Yes to every question from now on (`-y`).
+    void assumeYes() { assumeYes_ = true; }
+    const Texts& texts() const { return texts_; }
+
+private:
+    void flush();
+    void showPercent(std::uint64_t position, std::uint64_t total);
+    bool repeatsTooOften(TextView question);
+
+    ConsoleStreams streams_;
+    const Texts& texts_;
+    const Clock& clock_;
+    Flags& flags_;
+    std::string pending_;
+    std::int32_t lastPercent_ = -1;
+    std::uint64_t stepTotal_ = 0, stepDone_ = 0;
+    std::uint64_t lastOutput_ = 0;
+    Text lastQuestion_;
+    std::uint32_t repeatCount_ = 0;
+    bool assumeYes_ = false;
+    bool inputEnded_ = false;
+};
+
+}  // namespace tovlark

@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "base/Status.h"
+#include "base/Text.h"
+
+namespace tovlark {
+
+/// One language file (`Lang/*.ini`): section "Language" (`Id`, `Name`), "String", "DIALOG_%d", "MENU_%d", each with
+/// number = text rows. `\r`, `\n`, `\t` and `\\` in a text are escapes. UTF-8 or UTF-16 with a mark.
+class LanguageFile {
+public:
+    /// An empty file: every look-up falls back to the built-in text.
+    LanguageFile() = default;
+
+    /// Parses the bytes of a file; nonsense is skipped, never fatal.
+    static LanguageFile parse(std::string_view bytes);
+
+    /// Windows language identifier from section "Language", 0 when there is none.
+    std::uint32_t languageId() const { return languageId_; }
+    /// The text of a number, or nothing (a view without data).
+    TextView string(std::uint32_t number) const;
+    TextView dialog(std::uint32_t dialogNumber, std::uint32_t itemNumber) const;
+    TextView menu(std::uint32_t menuNumber, std::uint32_t itemNumber) const;
+
+private:
+    enum class Group : std::uint8_t { String, Dialog, Menu };
+    struct Place {
+        Group group;
+        std::uint32_t section, number;
+        auto operator<=>(const Place&) const = default;
+    };
+    TextView find(Place place) const;
+
+    std::uint32_t languageId_ = 0;
+    std::map<Place, Text> texts_;
+};
+
+/// Finds the language file for an identifier in the language folder: exact match first, then the same primary
+/// language. Empty when there is none, and for 0 and English.
+LanguageFile LoadLanguage(std::uint32_t languageId);
+
+}  // namespace tovlark

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <span>
+
+#include "base/Text.h"
+#include "platform/SettingsBacking.h"
+
+namespace tovlark {
+
+/// A number's name, default and accepted range (unsigned comparison) travel together. Another reader with other bounds
+/// is another constant.
+struct IntSetting {
+    TextView name;
+    std::uint32_t fallback, minimum, maximum;
+};
+
+/// Named values that outlive the process. Every read goes to the store. Reads never fail: missing, mistyped and
+/// out-of-range values give the default. Writes tell whether they were kept.
+class SettingsStore {
+public:
+    explicit SettingsStore(std::unique_ptr<SettingsBacking> backing) : backing_(std::move(backing)) {}
+
+    std::uint32_t getInt(const IntSetting& setting) const;
+    std::uint32_t getInt(TextView name, std::uint32_t fallback, std::uint32_t minimum, std::uint32_t maximum) const;
+    std::uint32_t getIntIn(TextView name, std::uint32_t fallback, TextView key) const;
+    Text getString(TextView name, TextView fallback) const;
+    /// Fills up to the buffer's size; returns the number of bytes read, 0 when missing.
+    std::size_t getBinary(TextView name, std::span<std::byte> buffer) const;
+
+    bool setInt(TextView name, std::uint32_t value, TextView key = {});
+    bool setString(TextView name, TextView value, TextView key = {});
+    bool setBinary(TextView name, std::span<const std::byte> bytes, TextView key = {});
+
+    /// Writes "ShellIntegration" and registers (bit 0) or unregisters the shell extension.
+    bool setShellIntegration(std::uint32_t bits);
+
+private:
+    std::unique_ptr<SettingsBacking> backing_;
+};
+
+class ConsoleSession;
+
+/// Asks, and on Yes puts the burning options and the window's place back to their defaults.
+/// False when the user declined or a value was not kept.
+bool ResetToDefaults(ConsoleSession& session, SettingsStore& settings);
+
+}  // namespace tovlark

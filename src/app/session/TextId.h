@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstdint>
+
+namespace tovlark {
+
+/// One name for every text that people see, log lines included. Numbers and words stand in Texts.cpp, row by row in
+/// this order. Each room has its own range of numbers; a number, once given, keeps its meaning, because language files
+/// hold it.
+enum class TextId : std::uint16_t {
+    // Session: 1-99
+    Version,
+    // Commands: 100-399
+    NoParameters,
+    // Authoring: 400-599
+    CannotCopy,
+    // Start and front end: 600-699
+    StartedWithoutConsole,
+    // Counts the rows
+    Count,
+};
+
+}  // namespace tovlark

@@ -1,0 +1,54 @@
+#include "app/session/Texts.h"
+
+#include <iterator>
+
+namespace tovlark {
+
+namespace {
+
+struct TextRow {
+    TextId id;
+    std::uint32_t number;
+    TextView words;
+};
+
+constexpr TextRow kTexts[] = {
+    // Session
+    {TextId::Version, 16, u"Version"},
+    // Commands
+    {TextId::NoParameters, 100, u"No parameters."},
+    // Authoring
+    {TextId::CannotCopy, 400, u"Cannot copy %s: %s"},
+    // Start and front end
+    {TextId::StartedWithoutConsole, 600,
+     u"Tovlark has no windows yet: please use the console front end, for example \"tvcmd -?\"."},
+};
+
+constexpr bool InOrder() {
+    for (std::size_t index = 0; index < std::size(kTexts); ++index)
+        if (kTexts[index].id != static_cast<TextId>(index)) return false;
+    for (std::size_t index = 1; index < std::size(kTexts); ++index)
+        if (kTexts[index].number <= kTexts[index - 1].number) return false;
+    return std::size(kTexts) == static_cast<std::size_t>(TextId::Count);
+}
+static_assert(InOrder());
+
+const TextRow& RowOf(TextId id) { return kTexts[static_cast<std::size_t>(id)]; }
+
+}  // namespace
+
+std::uint32_t NumberOf(TextId id) { return RowOf(id).number; }
+
+TextView BuiltInText(TextId id) { return RowOf(id).words; }
+
+TextView Texts::operator[](TextId id) const {
+    const TextRow& row = RowOf(id);
+    const TextView translated = language_.string(row.number);
+    return translated.data() != nullptr && HaveSameConversions(translated, row.words) ? translated : row.words;
+}
+
+Text Texts::format(TextId id, std::initializer_list<FormatArgument> arguments) const {
+    return FormatText((*this)[id], arguments);
+}
+
+}  // namespace tovlark

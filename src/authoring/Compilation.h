@@ -1,0 +1,179 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <limits>
+#include <memory>
+#include <memory_resource>
+#include <span>
+#include <unordered_map>
+#include <vector>
+
+#include "base/Clock.h"
+#include "base/Text.h"
+#include "platform/CodePage.h"
+#include "platform/Files.h"
+
+namespace tovlark {
+
+struct CompilationNode;
+
+constexpr UnixSeconds kNoDate = std::numeric_limits<UnixSeconds>::min();
+
+enum class NodeKind : std::uint8_t { File, Folder, SymbolicLink };
+
+/// Sampling state of the identical-file comparison.
+enum class FingerprintState : std::uint8_t { NotComputed = 0, Computed = 1, ReadFailed = 2 };
+
+/// A local folder that supplies files; shared by all of them, so that a path is stored once.
+struct SourceFolder {
+    Text path;
+};
+
+/// Data made in memory, with the owner that made it.
+struct MemorySource {
+    const void* owner;
+    std::span<const std::byte> data;
+};
+
+/// What only folders have.
+struct FolderContents {
+    std::vector<CompilationNode*> children;
+    /// Children by long name; filled only once a folder is large enough for it to pay.
+    std::unordered_map<TextView, CompilationNode*> byName;
+    /// Directory extents and sizes in bytes (whole sectors) of the ISO and of the Joliet tree; path-table numbers
+    /// from 1.
+    std::uint32_t isoExtent = 0, jolietExtent = 0;
+    std::uint32_t isoSizeBytes = 0, jolietSizeBytes = 0;
+    std::uint16_t isoPathNumber = 0, jolietPathNumber = 0;
+};
+
+/// One file or folder of a compilation. Nodes and names live as long as the compilation; a deleted node is only
+/// unlinked.
+struct CompilationNode {
+    CompilationNode* parent = nullptr;
+    std::unique_ptr<FolderContents> folder;  // folders only
+    TextView longName;
+    std::string_view isoName;  // "." is the byte 0x00, ".." the byte 0x01
+    TextView jolietName;
+    const SourceFolder* sourceFolder = nullptr;  // null: no local source
+    TextView sourceName;                         // file name in `sourceFolder`
+    TextView linkTarget;                         // symbolic links only
+    const MemorySource* memory = nullptr;
+    std::uint64_t sizeBytes = 0;
+    UnixSeconds date = kNoDate;
+    std::uint32_t mode = 0, owner = 0, group = 0, links = 1;
+    std::uint32_t extent = 0;  // first sector of a file's data; 0 until the layout assigns it
+    std::uint32_t fingerprint = 0;
+    std::uint32_t orderIndex = 0;  // place in the size-sorted list of all files
+    std::int32_t trackLink = 0;    // -256 Video CD folder, -256 + n MPEG track n; non-zero: special entry
+    NodeKind kind = NodeKind::File;
+    FingerprintState fingerprintState = FingerprintState::NotComputed;
+    std::uint8_t isoRecordLength = 0;     // 33 + ISO name length, plus 1 when odd
+    std::uint8_t jolietRecordLength = 0;  // the same in the Joliet tree
+    bool isVanished = false;              // could not be read; reported once
+
+    bool isFolder() const { return kind == NodeKind::Folder; }
+    bool isSpecial() const { return trackLink != 0; }
+};
+
+enum class VolumeField : std::uint8_t {
+    Volume,
+    System,
+    VolumeSet,
+    Publisher,
+    DataPreparer,
+    Application,
+    Copyright,
+    Abstract,
+    Bibliographic,
+    Count
+};
+enum class VolumeDate : std::uint8_t { Creation, Modification, Expiration, Effective, Count };
+
+enum class ImageKind : std::uint8_t { Data, VideoCd, SuperVideoCd };
+
+/// How Rock Ridge is chosen (setting `RockRidge`).
+enum class RockRidgeChoice : std::uint8_t { Off = 0, On = 1, Automatic = 2 };
+
+/// A build's error state: once set, every later step returns at once.
+enum class BuildError : std::uint8_t {
+    None,
+    Cancelled,
+    OpenFailed,
+    WriteFailed,
+    NoUniqueName,
+    TooManyFolders,
+    PathTooDeep,
+    TooLarge,
+    NamesRefused,
+    OutOfMemory
+};
+
+/// The compilation being built: tree, file-system switches, volume fields and dates.
+struct ImageBuildContext {
+    ImageBuildContext();
+    ImageBuildContext(const ImageBuildContext&) = delete;
+
+    std::pmr::monotonic_buffer_resource storage;  // names
+    std::deque<CompilationNode> nodes;
+    std::deque<SourceFolder> sourceFolders;
+    std::deque<MemorySource> memorySources;
+    CompilationNode* root;
+
+    bool isoEnabled = true;
+    bool udfEnabled = false;
+    bool jolietEnabled = true;
+    std::uint8_t jolietLevel = 3;
+    std::uint8_t isoNameLength = 30;     // 12, 30 or 221
+    std::uint8_t jolietNameLength = 64;  // 64 or 110
+    RockRidgeChoice rockRidge = RockRidgeChoice::Automatic;
+    bool isoNameLengthFixed = false;  // set by -iso-name-len: automatic Rock Ridge yields to 30 and 221
+    bool fileSystemsFixed = false;    // set by the switches that choose ISO 9660 or Joliet explicitly
+    bool lowerCaseAllowed = false;
+    bool optimisationEnabled = true;
+    bool rationalAttributes = false;  // Rock Ridge: owner 0, readable by all
+    bool keepSymbolicLinks = false;
+    bool useCreationTime = false;
+    bool hasBootImage = false;
+    ImageKind kind = ImageKind::Data;
+    CodePage codePage;
+
+    Text volumeFields[static_cast<std::size_t>(VolumeField::Count)];
+    bool labelSet = false;                                                 // else the label is the date at build time
+    UnixSeconds volumeDates[static_cast<std::size_t>(VolumeDate::Count)];  // 0: not set
+    UnixSeconds fixedDate = kNoDate;  // -file-datetime, else TimeFixed: overrides every file's date
+    UnixSeconds startedAt = 0;        // the clock when the compilation was made
+
+    std::vector<CompilationNode*> priority;  // files to be written first, in this order
+    FileIdentity outputIdentity;             // the image file itself is left out of the tree
+
+    BuildError error = BuildError::None;
+    Text errorSubject;  // the path or name the error is about
+    SystemError systemError;
+
+    /// Automatic Rock Ridge resolved: on unless the name length was fixed to 30 or 221 or ISO 9660 is off.
+    bool rockRidgeEnabled() const;
+    /// The time of volume dates and generated entries: fixed date, else the time the compilation was made.
+    UnixSeconds now() const { return fixedDate != kNoDate ? fixedDate : startedAt; }
+    /// The date a node is recorded with: the fixed date, else its own, else "now".
+    UnixSeconds dateOf(const CompilationNode& node) const;
+
+    CompilationNode& newNode(NodeKind kind, CompilationNode& parent, TextView longName);
+    TextView store(TextView text);
+    std::string_view store(std::string_view bytes);
+};
+
+/// The full local path of a node's source, empty when it has none.
+Text SourcePath(const CompilationNode& node);
+
+/// Path of a node inside the image, "/" separated; the root is "/".
+Text PathInImage(const CompilationNode& node);
+
+/// Child of that exact long name, or null.
+CompilationNode* FindChild(const CompilationNode& folder, TextView longName);
+
+/// Node at "/a/b", or null. "/" is the root; empty parts are skipped.
+CompilationNode* FindNode(const ImageBuildContext& context, TextView path);
+
+}  // namespace tovlark

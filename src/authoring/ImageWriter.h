@@ -1,0 +1,22 @@
+#pragma once
+
+#include "app/session/Task.h"
+#include "authoring/Compilation.h"
+#include "authoring/SectorSink.h"
+
+namespace tovlark {
+
+/// Lays the compilation out (names, identical files, extents) and writes it to the sink, with progress.
+/// Failure is in `context.error`, reported by the caller through `ReportBuildError`.
+/// A source that vanishes or changes its size while it is written is padded or cut to the length laid out, reported,
+/// and sets the error flag; the image is kept.
+Status WriteImage(Task& task, ImageBuildContext& context, const SectorSink& sink);
+
+/// Writes the compilation as an image file: beside its final name, renamed when whole. An existing file is asked about
+/// first.
+Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path);
+
+/// Prints and logs what `context.error` says: what failed, on what, and the system's own reason.
+void ReportBuildError(Task& task, const ImageBuildContext& context);
+
+}  // namespace tovlark
