@@ -36,16 +36,19 @@ struct MemorySource {
     std::span<const std::byte> data;
 };
 
+/// Where a folder's records stand in one of the trees; set by the layout.
+struct DirectoryPlace {
+    std::uint32_t extent = 0, sizeBytes = 0;  // whole sectors
+    std::uint16_t pathNumber = 0;             // from 1, path-table order
+    std::uint16_t subfolderCount = 0;
+};
+
 /// What only folders have.
 struct FolderContents {
     std::vector<CompilationNode*> children;
     /// Children by long name; filled only once a folder is large enough for it to pay.
     std::unordered_map<TextView, CompilationNode*> byName;
-    /// Directory extents and sizes in bytes (whole sectors) of the ISO and of the Joliet tree; path-table numbers
-    /// from 1.
-    std::uint32_t isoExtent = 0, jolietExtent = 0;
-    std::uint32_t isoSizeBytes = 0, jolietSizeBytes = 0;
-    std::uint16_t isoPathNumber = 0, jolietPathNumber = 0;
+    DirectoryPlace isoPlace, jolietPlace;
 };
 
 /// One file or folder of a compilation. Nodes and names live as long as the compilation; a deleted node is only
@@ -107,6 +110,7 @@ enum class BuildError : std::uint8_t {
     PathTooDeep,
     TooLarge,
     NamesRefused,
+    NotSupported,  // asks for something this build cannot write
     OutOfMemory
 };
 
@@ -151,6 +155,7 @@ struct ImageBuildContext {
     BuildError error = BuildError::None;
     Text errorSubject;  // the path or name the error is about
     SystemError systemError;
+    std::int32_t errorPlace = 0;  // which structure was being written
 
     /// Automatic Rock Ridge resolved: on unless the name length was fixed to 30 or 221 or ISO 9660 is off.
     bool rockRidgeEnabled() const;
