@@ -8,6 +8,8 @@ endif()
 
 # tovlark_program(tvcmd [WINDOWED] [FOLDER tools/tvcmd] LINKS room_platform): build/<preset>/bin/tvcmd from all *.cpp of the folder; without
 # one, ProgramMain comes from a room. WINDOWED: the Windows program has no console of its own.
+add_custom_target(programs)
+
 function(tovlark_program name)
   cmake_parse_arguments(program "WINDOWED" "FOLDER" "LINKS" ${ARGN})
   set(sources "")
@@ -25,5 +27,6 @@ function(tovlark_program name)
       target_link_options(${name} PRIVATE -mwindows)
     endif()
   endif()
+  add_dependencies(programs ${name})
   install(TARGETS ${name} RUNTIME)
 endfunction()

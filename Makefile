@@ -1,0 +1,51 @@
+# A thin front for the presets (CMakePresets.json) and the scripts. Every target installs what it needs and can be run on a fresh machine.
+PREFIX ?= /usr/local
+FUZZ_SECONDS ?= 30
+JOBS ?= $(shell nproc)
+
+CONFIGURE = cmake --log-level=NOTICE --preset
+CTEST = ctest --output-on-failure --no-tests=error -j$(JOBS)
+
+.PHONY: build demo test windows check asan tsan fuzz install
+
+build:
+	scripts/install-dependencies build test
+	$(CONFIGURE) release
+	cmake --build build/release -j$(JOBS)
+
+demo:
+	scripts/install-dependencies build demo
+	$(CONFIGURE) release
+	cmake --build build/release -j$(JOBS) --target programs
+	scripts/demo
+
+# The seed corpora of the fuzz targets run under the sanitizers first, then everything else in the build that people get.
+test: build
+	$(CONFIGURE) asan
+	cmake --build build/asan -j$(JOBS) --target fuzz_targets
+	$(CTEST) --test-dir build/asan -L fuzz
+	$(CTEST) --test-dir build/release
+
+windows:
+	scripts/install-dependencies build test windows
+	$(CONFIGURE) windows
+	cmake --build build/windows -j$(JOBS)
+
+check: build
+	scripts/install-dependencies check
+	scripts/check
+
+asan tsan:
+	scripts/install-dependencies build test
+	$(CONFIGURE) $@
+	cmake --build build/$@ -j$(JOBS)
+	$(CTEST) --test-dir build/$@
+
+fuzz:
+	scripts/install-dependencies build test fuzz
+	$(CONFIGURE) fuzz
+	cmake --build build/fuzz -j$(JOBS) --target fuzz_targets
+	scripts/fuzz $(FUZZ_SECONDS)
+
+install: build
+	cmake --install build/release --prefix $(PREFIX) --strip
