@@ -17,11 +17,13 @@ struct CalendarTime {
     bool operator==(const CalendarTime&) const = default;
 };
 
-/// Seconds since 1970 of a time taken as UTC, and back. Days beyond the month's end carry over.
+/// Seconds since 1970 of a time taken as UTC, and back. Months and days beyond the year's or month's end carry over.
+/// Years beyond 32766 either way count as 32766.
 UnixSeconds ToSeconds(const CalendarTime& time);
 CalendarTime ToCalendar(UnixSeconds seconds);
 
-/// The local calendar time at an instant, and the instant of a local time.
+/// The local calendar time at an instant, and the instant of a local time. A local time that a change of the clocks
+/// skips or repeats gives an instant beside the change.
 CalendarTime ToLocal(const Clock& clock, UnixSeconds when);
 UnixSeconds FromLocal(const Clock& clock, const CalendarTime& local);
 

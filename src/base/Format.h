@@ -41,10 +41,12 @@ private:
     TextView text_;
 };
 
-/// Fills a `printf`-shaped text. Understood: %% and flags `-`, `0`, `#`, `+`, blank; width; precision; length
-/// letters (skipped); d i u x X o c s f g e. The argument, not the letter, decides what is read: a letter that
-/// does not fit its argument prints the argument in its natural form, a conversion without an argument and
-/// an unknown one are printed as they stand. Widths and precisions above 4096 count as 4096. Never fails.
+/// Fills a `printf`-shaped text. Understood: %% and flags `-`, `0`, `#` (integers), `+`, blank; width; precision;
+/// length letters (skipped); d i u x X o c s f g e. The argument, not the letter, decides what is read: x, o and u show
+/// a negative integer in two's complement of the width it came with, d shows the value it has. A letter that does not
+/// fit its argument prints the argument in its natural form, filled to the width; a conversion without an argument and
+/// an unknown one are printed as they stand. Widths and precisions count UTF-16 units (a cut never splits a surrogate
+/// pair); above 4096 they count as 4096. Independent of any locale. Never fails.
 Text FormatText(TextView format, std::initializer_list<FormatArgument> arguments = {});
 
 /// True when both texts take the same arguments in the same order (letters of one family count as equal).
@@ -54,7 +56,8 @@ bool HaveSameConversions(TextView left, TextView right);
 /// A whole number with digit grouping: 1234567 gives "1,234,567".
 Text FormatGrouped(std::uint64_t value);
 
-/// A size for people: "512 bytes", "1.5 KB", "4.00 GB"; three significant digits, units of 1024.
+/// A size for people: "512 bytes", "1.50 KB", "4.00 GB", "1023 MB"; three significant digits (all four of 1000 to
+/// 1023), units of 1024.
 Text FormatSize(std::uint64_t sizeBytes);
 
 }  // namespace tovlark

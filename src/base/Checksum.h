@@ -1,0 +1,30 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+
+namespace tovlark {
+
+/// CRC-32 of IEEE 802.3: polynomial 0x04C11DB7 reflected, initial value and final XOR 0xFFFFFFFF ("123456789" gives
+/// 0xCBF43926). Safe to call from any thread.
+std::uint32_t Crc32(std::span<const std::byte> bytes);
+
+/// The same over bytes that come in pieces.
+class Crc32Stream {
+public:
+    Crc32Stream();
+    ~Crc32Stream();
+    Crc32Stream(const Crc32Stream&) = delete;
+
+    void add(std::span<const std::byte> bytes);
+    /// The checksum of everything added so far; more may be added afterwards.
+    std::uint32_t value() const;
+
+private:
+    struct Handle;
+    std::unique_ptr<Handle> handle_;
+};
+
+}  // namespace tovlark
