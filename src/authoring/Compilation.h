@@ -3,12 +3,13 @@
 #include <cstdint>
 #include <deque>
 #include <limits>
-#include <memory>
 #include <memory_resource>
+#include <optional>
 #include <span>
 #include <unordered_map>
 #include <vector>
 
+#include "app/session/Task.h"
 #include "base/Clock.h"
 #include "base/Text.h"
 #include "platform/CodePage.h"
@@ -20,12 +21,17 @@ struct CompilationNode;
 
 constexpr UnixSeconds kNoDate = std::numeric_limits<UnixSeconds>::min();
 
+/// The longest name of a node in UTF-16 units: what the file systems of both systems allow, and what a Rock Ridge name
+/// entry with its continuation always holds.
+constexpr std::size_t kMaximumNameUnits = 255;
+
 enum class NodeKind : std::uint8_t { File, Folder, SymbolicLink };
 
 /// Sampling state of the identical-file comparison.
 enum class FingerprintState : std::uint8_t { NotComputed = 0, Computed = 1, ReadFailed = 2 };
 
-/// A local folder that supplies files; shared by all of them, so that a path is stored once.
+/// A local folder that supplies files, by its full path. One object per path, so that equal sources have equal
+/// pointers.
 struct SourceFolder {
     Text path;
 };
@@ -36,28 +42,25 @@ struct MemorySource {
     std::span<const std::byte> data;
 };
 
-/// Where a folder's records stand in one of the trees; set by the layout.
-struct DirectoryPlace {
-    std::uint32_t extent = 0, sizeBytes = 0;  // whole sectors
-    std::uint16_t pathNumber = 0;             // from 1, path-table order
-    std::uint16_t subfolderCount = 0;
-};
-
 /// What only folders have.
 struct FolderContents {
-    std::vector<CompilationNode*> children;
-    /// Children by long name; filled only once a folder is large enough for it to pay.
-    std::unordered_map<TextView, CompilationNode*> byName;
-    DirectoryPlace isoPlace, jolietPlace;
+    std::vector<CompilationNode*> children;  // in the order added; `ResolveNames` sorts them by long name
+    /// Open-addressed index of the children by long name, a power of two in size; empty while they are few.
+    std::vector<CompilationNode*> slots;
+    /// Directory extents and sizes in bytes (whole sectors) of the ISO and of the Joliet tree; path-table numbers
+    /// from 1.
+    std::uint32_t isoExtent = 0, jolietExtent = 0;
+    std::uint32_t isoSizeBytes = 0, jolietSizeBytes = 0;
+    std::uint16_t isoPathNumber = 0, jolietPathNumber = 0;
 };
 
 /// One file or folder of a compilation. Nodes and names live as long as the compilation; a deleted node is only
-/// unlinked.
+/// unlinked. Plain data without a destructor, so that a million of them are allocated in bulk.
 struct CompilationNode {
     CompilationNode* parent = nullptr;
-    std::unique_ptr<FolderContents> folder;  // folders only
-    TextView longName;
-    std::string_view isoName;  // "." is the byte 0x00, ".." the byte 0x01
+    FolderContents* folder = nullptr;  // folders only
+    TextView longName;                 // at most `kMaximumNameUnits`
+    std::string_view isoName;          // "." is the byte 0x00, ".." the byte 0x01
     TextView jolietName;
     const SourceFolder* sourceFolder = nullptr;  // null: no local source
     TextView sourceName;                         // file name in `sourceFolder`
@@ -79,6 +82,7 @@ struct CompilationNode {
     bool isFolder() const { return kind == NodeKind::Folder; }
     bool isSpecial() const { return trackLink != 0; }
 };
+static_assert(sizeof(CompilationNode) <= 176);
 
 enum class VolumeField : std::uint8_t {
     Volume,
@@ -119,9 +123,8 @@ struct ImageBuildContext {
     ImageBuildContext();
     ImageBuildContext(const ImageBuildContext&) = delete;
 
-    std::pmr::monotonic_buffer_resource storage;  // names
-    std::deque<CompilationNode> nodes;
-    std::deque<SourceFolder> sourceFolders;
+    std::pmr::monotonic_buffer_resource storage;  // nodes and names
+    std::deque<FolderContents> folders;
     std::deque<MemorySource> memorySources;
     CompilationNode* root;
 
@@ -141,16 +144,16 @@ struct ImageBuildContext {
     bool useCreationTime = false;
     bool hasBootImage = false;
     ImageKind kind = ImageKind::Data;
-    CodePage codePage;
+    CodePage codePage{1252};
 
     Text volumeFields[static_cast<std::size_t>(VolumeField::Count)];
-    bool labelSet = false;                                                 // else the label is the date at build time
-    UnixSeconds volumeDates[static_cast<std::size_t>(VolumeDate::Count)];  // 0: not set
+    bool labelSet = false;  // else the label is the date (`VolumeFieldText`)
+    UnixSeconds volumeDates[static_cast<std::size_t>(VolumeDate::Count)] = {};  // 0: not set
     UnixSeconds fixedDate = kNoDate;  // -file-datetime, else TimeFixed: overrides every file's date
     UnixSeconds startedAt = 0;        // the clock when the compilation was made
 
     std::vector<CompilationNode*> priority;  // files to be written first, in this order
-    FileIdentity outputIdentity;             // the image file itself is left out of the tree
+    std::optional<bool> replaceAll;          // the answer "to all" of the overwrite prompt while adding
 
     BuildError error = BuildError::None;
     Text errorSubject;  // the path or name the error is about
@@ -164,16 +167,33 @@ struct ImageBuildContext {
     /// The date a node is recorded with: the fixed date, else its own, else "now".
     UnixSeconds dateOf(const CompilationNode& node) const;
 
-    CompilationNode& newNode(NodeKind kind, CompilationNode& parent, TextView longName);
+    /// Adds a child. The name is copied and must be free in `parent`. Mode 0755 (folders), 0644 (files), 0777 (links).
+    CompilationNode& newNode(NodeKind nodeKind, CompilationNode& parent, TextView longName);
+    /// The one object for a full local path.
+    const SourceFolder& sourceFolder(TextView path);
     TextView store(TextView text);
     std::string_view store(std::string_view bytes);
+
+private:
+    std::unordered_map<Text, SourceFolder> sourceFolders_;
 };
+
+/// Applies the settings (TimeFixed, UseFileCreationTime, RockRidge, RockRidgeRational, KeepSymbolicLinks, the code page
+/// of Language) and the clock to a new compilation. Switches of the command line come after it.
+void InitialiseCompilation(const Task& task, ImageBuildContext& context);
+
+/// Text of a volume field; a label that was not set is the local date of `now()` in the system's short-date pattern.
+Text VolumeFieldText(const ImageBuildContext& context, VolumeField field, const Clock& clock);
 
 /// The full local path of a node's source, empty when it has none.
 Text SourcePath(const CompilationNode& node);
 
 /// Path of a node inside the image, "/" separated; the root is "/".
 Text PathInImage(const CompilationNode& node);
+
+/// Makes `node` a child of `folder`, or takes it out of its folder. A node taken out keeps what is below it.
+void Link(CompilationNode& folder, CompilationNode& node);
+void Unlink(CompilationNode& node);
 
 /// Child of that exact long name, or null.
 CompilationNode* FindChild(const CompilationNode& folder, TextView longName);
