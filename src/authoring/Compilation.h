@@ -42,16 +42,19 @@ struct MemorySource {
     std::span<const std::byte> data;
 };
 
+/// Where a folder's records stand in one of the trees; set by the layout.
+struct DirectoryPlace {
+    std::uint32_t extent = 0, sizeBytes = 0;  // whole sectors
+    std::uint16_t pathNumber = 0;             // from 1, path-table order
+    std::uint16_t subfolderCount = 0;
+};
+
 /// What only folders have.
 struct FolderContents {
     std::vector<CompilationNode*> children;  // in the order added; `ResolveNames` sorts them by long name
     /// Open-addressed index of the children by long name, a power of two in size; empty while they are few.
     std::vector<CompilationNode*> slots;
-    /// Directory extents and sizes in bytes (whole sectors) of the ISO and of the Joliet tree; path-table numbers
-    /// from 1.
-    std::uint32_t isoExtent = 0, jolietExtent = 0;
-    std::uint32_t isoSizeBytes = 0, jolietSizeBytes = 0;
-    std::uint16_t isoPathNumber = 0, jolietPathNumber = 0;
+    DirectoryPlace isoPlace, jolietPlace;
 };
 
 /// One file or folder of a compilation. Nodes and names live as long as the compilation; a deleted node is only
