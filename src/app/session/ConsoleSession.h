@@ -2,6 +2,8 @@
 
 #include <cstdint>
 #include <initializer_list>
+#include <map>
+#include <optional>
 #include <string>
 
 #include "app/session/Flags.h"
@@ -17,12 +19,20 @@ constexpr std::uint8_t operator|(Answer left, Answer right) {
     return static_cast<std::uint8_t>(static_cast<std::uint8_t>(left) | static_cast<std::uint8_t>(right));
 }
 
+/// A question that is asked with a numbered text: what may be answered, and what counts when nobody can answer.
+struct PromptRow {
+    TextId text;
+    std::uint8_t offered;
+    Answer safe;
+};
+
 enum class OverwriteAnswer : std::uint8_t { Yes = 0, No = 1, YesToAll = 2, NoToAll = 3, Cancel = 4 };
 
 /// Messages, progress and questions of a console run. Members that only print may be called from one thread at a time.
 ///
-/// Lines end in CR LF and go out as UTF-8. When standard input ends under a prompt the session raises the cancel flag
-/// and answers with the safe answer (Cancel if offered, else No, else Ok); so does output whose reader is gone.
+/// Lines end in CR LF and go out as UTF-8. When standard input ends under a prompt the session says so, raises the
+/// cancel flag and gives the safe answer (of a plain text: Cancel if offered, else No, else Ok). Output whose reader is
+/// gone raises the cancel flag and is dropped from then on. Once the cancel flag is up nothing more is asked.
 class ConsoleSession {
 public:
     ConsoleSession(const ConsoleStreams& streams, const Texts& texts, const Clock& clock, Flags& flags);
@@ -31,7 +41,7 @@ public:
 
     /// Prints exactly the text and flushes, in one write.
     void print(TextView text);
-    /// Prints without flushing.
+    /// Prints without flushing; it goes out with the next print, prompt or change of progress.
     void printRaw(TextView text);
     /// Prints a numbered text; CR LF is added unless the text ends in one.
     void printLine(TextId id, std::initializer_list<FormatArgument> arguments = {});
@@ -49,10 +59,15 @@ public:
     void tick();
     void printAndMark(TextView text);
 
+    /// Asks until an offered answer comes. Cancel raises the cancel flag. Under `assumeYes` a question that came up 100
+    /// times counts as No; one that does not offer Yes raises the cancel flag then and says why.
+    Answer prompt(const PromptRow& row, std::initializer_list<FormatArgument> arguments = {});
     Answer prompt(TextView text, std::uint8_t offered);
+    /// Asks whether a file is to be replaced. Yes and No to all are remembered: later calls give Yes or No at once,
+    /// without printing. Cancel raises the cancel flag.
     OverwriteAnswer promptOverwrite(TextView caption, TextView text);
-    /// One line of standard input without its end; "Yes" under `assumeYes`. A line beyond `maximumLength` characters is
-    /// discarded to its end and reads as one that no prompt accepts.
+    /// One line of standard input without its LF or CR LF; "Yes" under `assumeYes`. A line beyond `maximumLength`
+    /// characters is discarded to its end and reads as an empty one, as does the end of input (cancel flag raised).
     Text readLine(std::size_t maximumLength);
     /// Prints "<E1>" or "<E0>" with 100 ms before and after.
     void signalResult(bool ok);
@@ -63,8 +78,10 @@ public:
 
 private:
     void flush();
-    void showPercent(std::uint64_t position, std::uint64_t total);
+    void showPercent(std::int32_t percent);
+    Answer ask(TextView text, std::uint8_t offered, Answer safe);
     bool repeatsTooOften(TextView question);
+    void endOfInput();
 
     ConsoleStreams streams_;
     const Texts& texts_;
@@ -74,10 +91,10 @@ private:
     std::int32_t lastPercent_ = -1;
     std::uint64_t stepTotal_ = 0, stepDone_ = 0;
     std::uint64_t lastOutput_ = 0;
-    Text lastQuestion_;
-    std::uint32_t repeatCount_ = 0;
+    std::map<Text, std::uint32_t, std::less<>> timesAsked_;  // under `assumeYes`
+    std::optional<OverwriteAnswer> answerToAll_;
     bool assumeYes_ = false;
-    bool inputEnded_ = false;
+    bool outputGone_ = false;
 };
 
 }  // namespace tovlark

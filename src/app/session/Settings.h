@@ -8,14 +8,19 @@
 
 namespace tovlark {
 
-// The settings that code reads, as constants; the whole table for tools stands in Settings.cpp.
+// The settings that code reads, as constants; Settings.cpp holds the table of all.
+inline constexpr IntSetting kVerifyData{u"VerifyData", 1, 0, 1};
+inline constexpr IntSetting kEjectAfterBurn{u"EjectAfterBurn", 1, 0, 1};
+inline constexpr IntSetting kBurnBuffer{u"BurnBuffer", 8, 8, 1024};
 inline constexpr IntSetting kLanguage{u"Language", 0, 0, 0xFFFFFFFF};
 inline constexpr IntSetting kUseFileCreationTime{u"UseFileCreationTime", 0, 0, 1};
 inline constexpr IntSetting kTimeFixed{u"TimeFixed", 0, 0, 0xFFFFFFFF};
 inline constexpr IntSetting kRockRidge{u"RockRidge", 2, 0, 2};
 inline constexpr IntSetting kRockRidgeRational{u"RockRidgeRational", 0, 0, 1};
 inline constexpr IntSetting kKeepSymbolicLinks{u"KeepSymbolicLinks", 0, 0, 1};
-inline constexpr IntSetting kBurnBuffer{u"BurnBuffer", 8, 8, 1024};
+inline constexpr IntSetting kShellIntegration{u"ShellIntegration", 0, 0, 0xFFFFFFFF};
+inline constexpr TextSetting kAudioFileNameFormat{u"AudioFileNameFormat", u"|#-|t", 2};
+inline constexpr TextView kMainWindow = u"MainWindow";
 
 enum class SettingKind : std::uint8_t { Number, String, Binary };
 
@@ -23,13 +28,15 @@ enum class SettingKind : std::uint8_t { Number, String, Binary };
 struct SettingRow {
     TextView name;
     SettingKind kind;
-    std::uint32_t fallback, minimum, maximum;  // numbers only
-    TextView textFallback;                     // texts only
-    std::uint32_t sizeBytes;                   // binary only; 0: any length
+    std::uint32_t fallback, minimum, maximum;  // numbers; may lie outside the range: "as the source", for one
+    TextView textFallback;                     // texts
+    std::uint32_t minimumLength;               // texts: what is shorter counts as missing
+    std::uint32_t sizeBytes;                   // binary; 0: any length
     TextView meaning;
 };
 
 std::span<const SettingRow> AllSettings();
+/// The row of a name, without regard to case; null when there is none.
 const SettingRow* FindSetting(TextView name);
 
 }  // namespace tovlark

@@ -18,6 +18,12 @@ struct IntSetting {
     std::uint32_t fallback, minimum, maximum;
 };
 
+/// A text shorter than the minimum (in UTF-16 units) counts as missing.
+struct TextSetting {
+    TextView name, fallback;
+    std::size_t minimumLength;
+};
+
 /// Named values that outlive the process. Every read goes to the store. Reads never fail: missing, mistyped and
 /// out-of-range values give the default. Writes tell whether they were kept.
 class SettingsStore {
@@ -28,6 +34,7 @@ public:
     std::uint32_t getInt(TextView name, std::uint32_t fallback, std::uint32_t minimum, std::uint32_t maximum) const;
     std::uint32_t getIntIn(TextView name, std::uint32_t fallback, TextView key) const;
     Text getString(TextView name, TextView fallback) const;
+    Text getString(const TextSetting& setting) const;
     /// Fills up to the buffer's size; returns the number of bytes read, 0 when missing.
     std::size_t getBinary(TextView name, std::span<std::byte> buffer) const;
 
@@ -35,7 +42,8 @@ public:
     bool setString(TextView name, TextView value, TextView key = {});
     bool setBinary(TextView name, std::span<const std::byte> bytes, TextView key = {});
 
-    /// Writes "ShellIntegration" and registers (bit 0) or unregisters the shell extension.
+    /// Writes "ShellIntegration" and registers (bit 0) or unregisters the shell extension TOVLSH.DLL beside the
+    /// program.
     bool setShellIntegration(std::uint32_t bits);
 
 private:

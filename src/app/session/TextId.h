@@ -10,6 +10,10 @@ namespace tovlark {
 enum class TextId : std::uint16_t {
     // Session: 1-99
     Version,
+    StepDone,
+    InputEnded,
+    CannotAnswerYes,
+    ConfirmReset,
     // Commands: 100-399
     NoParameters,
     // Authoring: 400-599

@@ -15,6 +15,10 @@ struct TextRow {
 constexpr TextRow kTexts[] = {
     // Session
     {TextId::Version, 16, u"Version"},
+    {TextId::StepDone, 17, u" done."},
+    {TextId::InputEnded, 18, u"The input ended before the question was answered."},
+    {TextId::CannotAnswerYes, 19, u"This question cannot be answered with \"Yes\" (-y): %s"},
+    {TextId::ConfirmReset, 20, u"Are you sure you want to reset the application to the default configuration?"},
     // Commands
     {TextId::NoParameters, 100, u"No parameters."},
     // Authoring

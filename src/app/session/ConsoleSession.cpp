@@ -1,0 +1,252 @@
+#include "app/session/ConsoleSession.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::size_t kMaximumPending = 64 * 1024;
+constexpr std::size_t kMaximumAnswer = 2048, kMaximumOverwriteAnswer = 81;
+constexpr std::uint32_t kMaximumRepeats = 100;
+constexpr std::uint64_t kTickMilliseconds = 1000;
+constexpr std::uint32_t kSignalMilliseconds = 100;
+constexpr TextView kRubOut = u"\b\b\b\b\b\b";
+constexpr TextView kYes = u"Yes";
+
+struct AnswerWords {
+    Answer answer;
+    TextView shown, word, letter;
+};
+// In the order in which answers are offered and recognised.
+constexpr AnswerWords kAnswers[] = {
+    {Answer::Yes, u"y", u"yes", u"y"},
+    {Answer::No, u"n", u"no", u"n"},
+    {Answer::Ok, u"Ok", u"ok", u"o"},
+    {Answer::Cancel, u"Cancel", u"cancel", u"c"},
+};
+
+struct OverwriteWords {
+    OverwriteAnswer answer;
+    TextView word, letter;
+};
+constexpr OverwriteWords kOverwriteAnswers[] = {
+    {OverwriteAnswer::Yes, u"Yes", u"y"},       {OverwriteAnswer::No, u"No", u"n"},
+    {OverwriteAnswer::YesToAll, u"YesAll", {}}, {OverwriteAnswer::NoToAll, u"NoAll", {}},
+    {OverwriteAnswer::Cancel, u"Cancel", u"c"},
+};
+constexpr TextView kOverwriteChoices = u"(Yes/No/YesAll/NoAll/Cancel):";
+
+bool Offers(std::uint8_t offered, Answer answer) { return (offered & static_cast<std::uint8_t>(answer)) != 0; }
+
+bool Matches(TextView line, TextView word, TextView letter) {
+    return EqualsIgnoringCase(line, word) || (!letter.empty() && EqualsIgnoringCase(line, letter));
+}
+
+Answer SafeAnswer(std::uint8_t offered) {
+    for (const Answer answer : {Answer::Cancel, Answer::No, Answer::Ok})
+        if (Offers(offered, answer)) return answer;
+    return Answer::Cancel;
+}
+
+Text Question(TextView text, std::uint8_t offered) {
+    Text question(text);
+    char16_t separator = u'(';
+    for (const AnswerWords& row : kAnswers) {
+        if (!Offers(offered, row.answer)) continue;
+        question += separator;
+        question += row.shown;
+        separator = u'/';
+    }
+    return question += u"): ";
+}
+
+/// The total is not 0. A total of all ones means that nobody knows it.
+std::int32_t Percent(std::uint64_t position, std::uint64_t total) {
+    constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
+    if (total == kLargest) return 0;
+    if (position >= total) return 100;
+    if (position > kLargest / 100) {
+        position >>= 7;
+        total >>= 7;
+    }
+    return static_cast<std::int32_t>(position * 100 / total);
+}
+
+bool EndsLine(TextView text) { return !text.empty() && text.back() == u'\n'; }
+
+}  // namespace
+
+ConsoleSession::ConsoleSession(const ConsoleStreams& streams, const Texts& texts, const Clock& clock, Flags& flags)
+    : streams_(streams), texts_(texts), clock_(clock), flags_(flags) {}
+
+ConsoleSession::~ConsoleSession() { flush(); }
+
+void ConsoleSession::flush() {
+    if (!pending_.empty() && !outputGone_ && !streams_.write(streams_.self, pending_)) {
+        outputGone_ = true;
+        flags_.cancel = true;
+    }
+    pending_.clear();
+}
+
+void ConsoleSession::print(TextView text) {
+    pending_ += ToUtf8(text);
+    flush();
+}
+
+void ConsoleSession::printRaw(TextView text) {
+    pending_ += ToUtf8(text);
+    if (pending_.size() > kMaximumPending) flush();
+}
+
+void ConsoleSession::printLine(TextId id, std::initializer_list<FormatArgument> arguments) {
+    printLine(texts_.format(id, arguments));
+}
+
+void ConsoleSession::printLine(TextView text) {
+    Text line(text);
+    if (!EndsLine(line)) line += u"\r\n";
+    print(line);
+}
+
+void ConsoleSession::beginStep(TextView text) { beginStep(text, 0); }
+
+void ConsoleSession::beginStep(TextView text, std::uint64_t total) {
+    stepTotal_ = total;
+    stepDone_ = 0;
+    lastPercent_ = 0;
+    print(FormatText(u"%s ... %5d%%", {text, 0}));
+}
+
+void ConsoleSession::addProgress(std::uint64_t amount) {
+    const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - stepDone_;
+    stepDone_ += std::min(amount, room);
+    setProgress(stepDone_, stepTotal_);
+}
+
+void ConsoleSession::setProgress(std::uint64_t position, std::uint64_t total) {
+    if (total == 0) return;
+    const std::int32_t percent = Percent(position, total);
+    if (percent != lastPercent_) showPercent(percent);
+}
+
+void ConsoleSession::finishStep() { showPercent(100); }
+
+void ConsoleSession::showPercent(std::int32_t percent) {
+    lastPercent_ = percent;
+    print(FormatText(u"%s%5d%%", {kRubOut, percent}));
+}
+
+void ConsoleSession::printDone() { printLine(TextId::StepDone); }
+
+void ConsoleSession::tick() {
+    const std::uint64_t now = clock_.milliseconds(clock_.self);
+    if (now - lastOutput_ <= kTickMilliseconds) return;
+    lastOutput_ = now;
+    print(u".");
+}
+
+void ConsoleSession::printAndMark(TextView text) {
+    print(text);
+    lastOutput_ = clock_.milliseconds(clock_.self);
+}
+
+Answer ConsoleSession::prompt(const PromptRow& row, std::initializer_list<FormatArgument> arguments) {
+    return ask(texts_.format(row.text, arguments), row.offered, row.safe);
+}
+
+Answer ConsoleSession::prompt(TextView text, std::uint8_t offered) { return ask(text, offered, SafeAnswer(offered)); }
+
+Answer ConsoleSession::ask(TextView text, std::uint8_t offered, Answer safe) {
+    const Text question = Question(text, offered);
+    for (;;) {
+        if (flags_.cancel) return safe;
+        const bool givesUp = assumeYes_ && repeatsTooOften(question);
+        if (givesUp && Offers(offered, Answer::No) && Offers(offered, Answer::Yes)) return Answer::No;
+        if (givesUp) {
+            flags_.cancel = true;
+            print(u"\r\n");
+            printLine(TextId::CannotAnswerYes, {text});
+            return safe;
+        }
+        print(question);
+        const Text line = readLine(kMaximumAnswer);
+        for (const AnswerWords& row : kAnswers) {
+            if (!Offers(offered, row.answer) || !Matches(line, row.word, row.letter)) continue;
+            if (row.answer == Answer::Cancel) flags_.cancel = true;
+            return row.answer;
+        }
+    }
+}
+
+bool ConsoleSession::repeatsTooOften(TextView question) {
+    const auto place = timesAsked_.try_emplace(Text(question), 0).first;
+    if (place->second == kMaximumRepeats) return true;
+    ++place->second;
+    return false;
+}
+
+OverwriteAnswer ConsoleSession::promptOverwrite(TextView caption, TextView text) {
+    if (answerToAll_) return *answerToAll_;
+    for (;;) {
+        if (flags_.cancel) return OverwriteAnswer::Cancel;
+        print(FormatText(u"%s: %s%s", {caption, text, kOverwriteChoices}));
+        const Text line = readLine(kMaximumOverwriteAnswer);
+        for (const OverwriteWords& row : kOverwriteAnswers) {
+            if (!Matches(line, row.word, row.letter)) continue;
+            print(u"\r\n");
+            if (row.answer == OverwriteAnswer::YesToAll) answerToAll_ = OverwriteAnswer::Yes;
+            if (row.answer == OverwriteAnswer::NoToAll) answerToAll_ = OverwriteAnswer::No;
+            if (row.answer == OverwriteAnswer::Cancel) flags_.cancel = true;
+            return row.answer;
+        }
+    }
+}
+
+Text ConsoleSession::readLine(std::size_t maximumLength) {
+    if (assumeYes_) {
+        printRaw(kYes);
+        return Text(kYes);
+    }
+    flush();
+    if (flags_.cancel) return {};
+    streams_.announcePrompt(streams_.self);
+    const std::size_t limitBytes = maximumLength * 4 + 1;  // UTF-8, and a CR
+    std::string bytes;
+    bool isTooLong = false;
+    for (;;) {
+        const int byte = streams_.readByte(streams_.self);
+        if (byte == '\n') break;
+        if (byte < 0) {
+            if (flags_.cancel || (bytes.empty() && !isTooLong)) {
+                endOfInput();
+                return {};
+            }
+            break;
+        }
+        if (bytes.size() < limitBytes)
+            bytes += static_cast<char>(byte);
+        else
+            isTooLong = true;
+    }
+    if (!bytes.empty() && bytes.back() == '\r') bytes.pop_back();
+    Text line = FromUtf8(bytes);
+    if (isTooLong || line.size() > maximumLength) line.clear();
+    return line;
+}
+
+void ConsoleSession::endOfInput() {
+    if (flags_.cancel.exchange(true)) return;
+    print(u"\r\n");
+    printLine(TextId::InputEnded);
+}
+
+void ConsoleSession::signalResult(bool ok) {
+    clock_.sleep(clock_.self, kSignalMilliseconds);
+    print(ok ? u"<E1>" : u"<E0>");
+    clock_.sleep(clock_.self, kSignalMilliseconds);
+}
+
+}  // namespace tovlark

@@ -1,0 +1,72 @@
+#include "app/session/SettingsStore.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "app/session/ConsoleSession.h"
+#include "app/session/Settings.h"
+#include "platform/Paths.h"
+#include "platform/Process.h"
+
+namespace tovlark {
+
+std::uint32_t SettingsStore::getInt(const IntSetting& setting) const {
+    return getInt(setting.name, setting.fallback, setting.minimum, setting.maximum);
+}
+
+std::uint32_t SettingsStore::getInt(TextView name, std::uint32_t fallback, std::uint32_t minimum,
+                                    std::uint32_t maximum) const {
+    std::uint32_t value = 0;
+    return backing_->readNumber({}, name, value) && value >= minimum && value <= maximum ? value : fallback;
+}
+
+std::uint32_t SettingsStore::getIntIn(TextView name, std::uint32_t fallback, TextView key) const {
+    std::uint32_t value = 0;
+    return backing_->readNumber(key, name, value) ? value : fallback;
+}
+
+Text SettingsStore::getString(TextView name, TextView fallback) const { return getString({name, fallback, 0}); }
+
+Text SettingsStore::getString(const TextSetting& setting) const {
+    Text value;
+    return backing_->readText({}, setting.name, value) && value.size() >= setting.minimumLength
+               ? value
+               : Text(setting.fallback);
+}
+
+std::size_t SettingsStore::getBinary(TextView name, std::span<std::byte> buffer) const {
+    std::vector<std::byte> value;
+    if (!backing_->readBinary({}, name, value)) return 0;
+    const std::size_t count = std::min(buffer.size(), value.size());
+    std::copy_n(value.begin(), count, buffer.begin());
+    return count;
+}
+
+bool SettingsStore::setInt(TextView name, std::uint32_t value, TextView key) {
+    return backing_->writeNumber(key, name, value);
+}
+
+bool SettingsStore::setString(TextView name, TextView value, TextView key) {
+    return backing_->writeText(key, name, value);
+}
+
+bool SettingsStore::setBinary(TextView name, std::span<const std::byte> bytes, TextView key) {
+    return backing_->writeBinary(key, name, {bytes.begin(), bytes.end()});
+}
+
+bool SettingsStore::setShellIntegration(std::uint32_t bits) {
+    const bool isKept = setInt(kShellIntegration.name, bits);
+    const ShellExtension action = (bits & 1) != 0 ? ShellExtension::Register : ShellExtension::Unregister;
+    return !SetShellExtension(action, JoinPath(ProgramFolder(), u"TOVLSH.DLL")).failed() && isKept;
+}
+
+bool ResetToDefaults(ConsoleSession& session, SettingsStore& settings) {
+    constexpr PromptRow kConfirm{TextId::ConfirmReset, Answer::Yes | Answer::No, Answer::No};
+    if (session.prompt(kConfirm) != Answer::Yes) return false;
+    bool isKept = true;
+    for (const IntSetting& setting : {kVerifyData, kEjectAfterBurn, kBurnBuffer})
+        isKept = settings.setInt(setting.name, setting.fallback) && isKept;
+    return settings.setBinary(kMainWindow, {}) && isKept;
+}
+
+}  // namespace tovlark
