@@ -24,7 +24,12 @@ struct ConsoleStreams {
 /// The front end's POSIX FIFOs are unlinked once all three are open.
 bool BindConsolePipes();
 
-/// The process's standard streams, bound to pipes or inherited.
+/// The process's standard streams, bound to pipes or inherited. Waiting ends, as if the stream had ended, once
+/// `WatchForCancel` has seen a request to stop.
 ConsoleStreams StandardStreams();
+
+/// Writes the line and CR LF to standard error; on a system with consoles, to the caller's console when the process has
+/// no standard error.
+void WriteErrorLine(TextView line);
 
 }  // namespace tovlark

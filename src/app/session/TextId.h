@@ -20,6 +20,19 @@ enum class TextId : std::uint16_t {
     CannotCopy,
     // Start and front end: 600-699
     StartedWithoutConsole,
+    LanguageTemplateWritten,
+    CannotWriteLanguageTemplate,
+    RestartsElevated,
+    OutOfMemory,
+    ProgramMissing,
+    CannotStartProgram,
+    NoRunFolder,
+    RunFolderNotPrivate,
+    ProgramEndedEarly,
+    ProgramEndedBySignal,
+    ReaderGone,
+    StoppedAtOnce,
+    StepFailed,
     // Counts the rows
     Count,
 };

@@ -26,6 +26,20 @@ constexpr TextRow kTexts[] = {
     // Start and front end
     {TextId::StartedWithoutConsole, 600,
      u"Tovlark has no windows yet: please use the console front end, for example \"tvcmd -?\"."},
+    {TextId::LanguageTemplateWritten, 601, u"The language template was written to %s."},
+    {TextId::CannotWriteLanguageTemplate, 602, u"Cannot write the language template %s: %s."},
+    {TextId::RestartsElevated, 603, u"Writing the language template needs administrative rights; asking for them."},
+    {TextId::OutOfMemory, 604, u"There is not enough memory to go on."},
+    {TextId::ProgramMissing, 610, u"Cannot find the program: %s is missing."},
+    {TextId::CannotStartProgram, 611, u"Cannot start %s: %s."},
+    {TextId::NoRunFolder, 612, u"Cannot make the console pipes in %s: %s."},
+    {TextId::RunFolderNotPrivate, 613,
+     u"Cannot make the console pipes: %s is not a folder that belongs to this user alone."},
+    {TextId::ProgramEndedEarly, 614, u"tovlark ended before it had opened its console pipes."},
+    {TextId::ProgramEndedBySignal, 615, u"tovlark ended by signal %u."},
+    {TextId::ReaderGone, 616, u"Cannot write to standard output: %s. The command is cancelled."},
+    {TextId::StoppedAtOnce, 617, u"Stopped at once, without tidying up."},
+    {TextId::StepFailed, 618, u"The program reported that a step failed."},
 };
 
 constexpr bool InOrder() {
