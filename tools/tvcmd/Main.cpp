@@ -1,7 +1,8 @@
+#include "platform/Main.h"
+
 #include "app/session/Texts.h"
 #include "platform/ConsoleStreams.h"
 #include "platform/FrontEnd.h"
-#include "platform/Main.h"
 
 namespace tovlark {
 

@@ -25,7 +25,7 @@ constexpr int kPatienceMilliseconds = 1000;
 int promptDescriptor = -1;
 
 bool IsFifoOfThisUser(int descriptor) {
-    struct stat facts{};
+    struct stat facts {};
     return ::fstat(descriptor, &facts) == 0 && S_ISFIFO(facts.st_mode) && facts.st_uid == ::geteuid();
 }
 

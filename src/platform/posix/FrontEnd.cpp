@@ -87,9 +87,7 @@ struct Relay {
         return true;
     }
 
-    pollfd wait() const {
-        return pending.empty() ? pollfd{source.get(), POLLIN, 0} : pollfd{target, POLLOUT, 0};
-    }
+    pollfd wait() const { return pending.empty() ? pollfd{source.get(), POLLIN, 0} : pollfd{target, POLLOUT, 0}; }
 };
 
 /// One run of the program, from the making of its pipes to its end.
@@ -149,7 +147,7 @@ bool ConsoleRun::watchSignals() {
     sigemptyset(&watched);
     sigaddset(&watched, SIGCHLD);
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction action{};
+        struct sigaction action {};
         ::sigaction(number, nullptr, &action);
         // A caller that had a signal ignored does not mean us to stop on it.
         if (action.sa_handler != SIG_IGN) sigaddset(&watched, number);

@@ -55,13 +55,13 @@ SystemError SetShellExtension(ShellExtension, const Text&) { return {}; }
 void WatchForCancel(std::atomic<bool>& cancel) {
     if (watched == nullptr && ::pipe2(stopPipe, O_CLOEXEC | O_NONBLOCK) != 0) stopPipe[0] = stopPipe[1] = -1;
     watched = &cancel;
-    struct sigaction action{};
+    struct sigaction action {};
     action.sa_handler = OnStopSignal;
     sigset_t signals;
     sigemptyset(&signals);
     for (const int number : kStopSignals) {
         sigaddset(&signals, number);
-        struct sigaction before{};
+        struct sigaction before {};
         ::sigaction(number, nullptr, &before);
         // A caller that had a signal ignored (`nohup`, a job in the background) does not mean us to stop on it.
         if (before.sa_handler != SIG_IGN) ::sigaction(number, &action, nullptr);

@@ -14,7 +14,7 @@ int OpenPrivateFolder(const std::string& path, CreateFolder create, Descriptor& 
     if (create == CreateFolder::Yes && ::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return errno;
     Descriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!opened) return errno == ELOOP || errno == ENOTDIR ? EPERM : errno;
-    struct stat facts{};
+    struct stat facts {};
     if (::fstat(opened.get(), &facts) != 0) return errno;
     if (facts.st_uid != ::geteuid() || (facts.st_mode & 077) != 0) return EPERM;
     folder = std::move(opened);

@@ -1,7 +1,7 @@
+#include "platform/Main.h"
+
 #include <fcntl.h>
 #include <unistd.h>
-
-#include "platform/Main.h"
 
 namespace {
 
