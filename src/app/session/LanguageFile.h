@@ -10,7 +10,8 @@
 namespace tovlark {
 
 /// One language file (`Lang/*.ini`): section "Language" (`Id`, `Name`), "String", "DIALOG_%d", "MENU_%d", each with
-/// number = text rows. `\r`, `\n`, `\t` and `\\` in a text are escapes. UTF-8 or UTF-16 with a mark.
+/// number = text rows. `\r`, `\n`, `\t` and `\\` in a text are escapes; quotation marks around it keep blanks at its
+/// ends. An empty text counts as missing, the first of several of one number counts. UTF-8, or UTF-16 with a mark.
 class LanguageFile {
 public:
     /// An empty file: every look-up falls back to the built-in text.
@@ -27,12 +28,13 @@ public:
     TextView menu(std::uint32_t menuNumber, std::uint32_t itemNumber) const;
 
 private:
-    enum class Group : std::uint8_t { String, Dialog, Menu };
+    enum class Group : std::uint8_t { None, String, Dialog, Menu };
     struct Place {
-        Group group;
-        std::uint32_t section, number;
+        Group group = Group::None;
+        std::uint32_t section = 0, number = 0;
         auto operator<=>(const Place&) const = default;
     };
+    static Place placeOfSection(std::string_view name);
     TextView find(Place place) const;
 
     std::uint32_t languageId_ = 0;
@@ -42,5 +44,6 @@ private:
 /// Finds the language file for an identifier in the language folder: exact match first, then the same primary
 /// language. Empty when there is none, and for 0 and English.
 LanguageFile LoadLanguage(std::uint32_t languageId);
+LanguageFile LoadLanguage(std::uint32_t languageId, const Text& folder);
 
 }  // namespace tovlark
