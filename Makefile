@@ -3,32 +3,32 @@ PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 30
 JOBS ?= $(shell nproc)
 
-CONFIGURE = cmake --log-level=NOTICE --preset
+CONFIGURE = cmake --preset
 CTEST = ctest --output-on-failure --no-tests=error -j$(JOBS)
 
 .PHONY: build demo test windows check asan tsan fuzz install
 
 build:
 	scripts/install-dependencies build test
-	$(CONFIGURE) release
+	$(CONFIGURE) release >/dev/null
 	cmake --build build/release -j$(JOBS)
 
 demo:
 	scripts/install-dependencies build demo
-	$(CONFIGURE) release
+	$(CONFIGURE) release >/dev/null
 	cmake --build build/release -j$(JOBS) --target programs
 	scripts/demo
 
 # The seed corpora of the fuzz targets run under the sanitizers first, then everything else in the build that people get.
 test: build
-	$(CONFIGURE) asan
+	$(CONFIGURE) asan >/dev/null
 	cmake --build build/asan -j$(JOBS) --target fuzz_targets
 	$(CTEST) --test-dir build/asan -L fuzz
 	$(CTEST) --test-dir build/release
 
 windows:
 	scripts/install-dependencies build test windows
-	$(CONFIGURE) windows
+	$(CONFIGURE) windows >/dev/null
 	cmake --build build/windows -j$(JOBS)
 
 check: build
@@ -37,13 +37,13 @@ check: build
 
 asan tsan:
 	scripts/install-dependencies build test
-	$(CONFIGURE) $@
+	$(CONFIGURE) $@ >/dev/null
 	cmake --build build/$@ -j$(JOBS)
 	$(CTEST) --test-dir build/$@
 
 fuzz:
 	scripts/install-dependencies build test fuzz
-	$(CONFIGURE) fuzz
+	$(CONFIGURE) fuzz >/dev/null
 	cmake --build build/fuzz -j$(JOBS) --target fuzz_targets
 	scripts/fuzz $(FUZZ_SECONDS)
 
