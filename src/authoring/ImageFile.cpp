@@ -1,0 +1,115 @@
+#include <vector>
+
+#include "authoring/Adding.h"
+#include "authoring/ImageWriter.h"
+#include "base/Sectors.h"
+#include "platform/Files.h"
+
+namespace tovlark {
+
+namespace {
+
+/// A sector sink over a file that comes into being whole or not at all.
+struct ImageFile {
+    NewFile file;
+    SystemError error;  // of the write that failed
+};
+
+std::uint32_t AcceptSectors(void* self, std::uint32_t, std::span<const std::byte> sectors) {
+    auto& image = *static_cast<ImageFile*>(self);
+    image.error = image.file.write(sectors);
+    return image.error.failed() ? 0 : static_cast<std::uint32_t>(sectors.size() / kSectorSize);
+}
+
+std::uint64_t AcceptFile(void* self, std::uint32_t, const FileRange& range, bool& failed) {
+    static constexpr std::byte kZeros[kSectorSize] = {};
+    auto& image = *static_cast<ImageFile*>(self);
+    std::uint64_t copied = 0;
+    const SystemError copyError = image.file.append(range.file, range.offset, range.sizeBytes, copied);
+    if (copyError.failed()) {
+        // Whose fault it was, only the source can tell.
+        std::byte probe[1];
+        std::size_t readCount = 0;
+        if (!range.file.readAt(range.offset + copied, probe, readCount).failed()) image.error = copyError;
+    }
+    const std::uint64_t rest = copied % kSectorSize;
+    if (rest != 0 && !image.error.failed()) image.error = image.file.write(std::span(kZeros).subspan(rest));
+    failed = image.error.failed();
+    return copied;
+}
+
+void ReportFile(Task& task, TextId id, std::initializer_list<FormatArgument> arguments) {
+    const Text line = task.session.texts().format(id, arguments);
+    task.session.printLine(line);
+    task.log.append(line);
+    task.flags.error = true;
+}
+
+/// False when the name is taken by something that is not to be replaced.
+bool MayReplace(Task& task, const Text& path, const FileInfo& existing) {
+    const Texts& texts = task.session.texts();
+    if (existing.kind != FileKind::Regular) {
+        ReportFile(task, existing.kind == FileKind::Folder ? TextId::OutputIsFolder : TextId::OutputIsNoFile, {path});
+        return false;
+    }
+    switch (
+        task.session.promptOverwrite(texts[TextId::OverwriteCaption], texts.format(TextId::OverwriteFile, {path}))) {
+        case OverwriteAnswer::Yes:
+        case OverwriteAnswer::YesToAll: return true;
+        case OverwriteAnswer::Cancel: task.flags.cancel = true; return false;
+        default: ReportFile(task, TextId::OutputKept, {path}); return false;
+    }
+}
+
+/// An image cannot hold the file that it replaces. Only files of exactly its size can be that file.
+void LeaveOut(ImageBuildContext& context, const FileInfo& output) {
+    CompilationNode* found = nullptr;
+    do {
+        found = nullptr;
+        std::vector<CompilationNode*> waiting{context.root};
+        while (!waiting.empty() && found == nullptr) {
+            const CompilationNode& folder = *waiting.back();
+            waiting.pop_back();
+            for (CompilationNode* child : folder.folder->children) {
+                FileInfo info;
+                if (child->isFolder())
+                    waiting.push_back(child);
+                else if (child->sizeBytes == output.sizeBytes && child->sourceFolder != nullptr &&
+                         !GetTargetInfo(SourcePath(*child), info).failed() && info.identity == output.identity)
+                    found = child;
+            }
+        }
+        if (found != nullptr) DeleteNode(context, *found);
+    } while (found != nullptr);
+}
+
+}  // namespace
+
+Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path) {
+    FileInfo existing;
+    if (!GetTargetInfo(path, existing).failed()) {
+        if (!MayReplace(task, path, existing)) return Status::Failed;
+        LeaveOut(context, existing);
+    }
+    ImageFile image;
+    if (const SystemError error = image.file.create(path); error.failed()) {
+        ReportFile(task, TextId::CannotCreateOutput, {path, DescribeError(error)});
+        return Status::Failed;
+    }
+    const SectorSink sink{&image, AcceptSectors, AcceptFile};
+    if (WriteImage(task, context, sink) != Status::Ok) {
+        if (context.error == BuildError::WriteFailed) {
+            context.errorSubject = path;
+            context.systemError = image.error;
+        }
+        ReportBuildError(task, context);
+        return Status::Failed;
+    }
+    if (const SystemError error = image.file.commit(); error.failed()) {
+        ReportFile(task, TextId::CannotCreateOutput, {path, DescribeError(error)});
+        return Status::Failed;
+    }
+    return Status::Ok;
+}
+
+}  // namespace tovlark

@@ -1,0 +1,94 @@
+#include "authoring/ImageLayout.h"
+
+#include <limits>
+
+#include "base/Sectors.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::uint64_t kSystemAreaSectors = 16;  // ECMA-119 6.2.1
+constexpr std::uint64_t kLargestFile = 0xFFFFFFFF;
+
+/// Appends an extent at the next free sector; returns its first sector. Nothing is appended for no sectors.
+std::uint32_t Place(ImageBuild& build, ExtentKind kind, std::uint64_t count, DirectoryTree* tree = nullptr) {
+    const std::uint64_t first = build.sectorCount;
+    if (build.failed()) return 0;
+    if (count > std::numeric_limits<std::uint32_t>::max() - first) {
+        build.context.error = BuildError::TooLarge;
+        return 0;
+    }
+    if (count > 0)
+        build.extents.push_back({kind, static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(count), tree});
+    build.sectorCount += count;
+    return static_cast<std::uint32_t>(first);
+}
+
+void PlacePathTables(ImageBuild& build, DirectoryTree& tree) {
+    tree.pathTableBytes = PathTableSize(tree);
+    const std::uint64_t count = SectorsFor(tree.pathTableBytes);
+    tree.pathTableL = Place(build, ExtentKind::PathTableL, count, &tree);
+    tree.pathTableM = Place(build, ExtentKind::PathTableM, count, &tree);
+}
+
+/// Files in the order in which their data stand: identical ones share the first one's extent.
+class FilePlacer {
+public:
+    FilePlacer(ImageBuild& build, const IdenticalFiles& identical)
+        : build_(build), identical_(identical), next_(build.sectorCount) {}
+
+    void place(CompilationNode& file) {
+        if (file.kind != NodeKind::File || file.extent != 0 || file.sizeBytes == 0 || build_.failed()) return;
+        if (file.sizeBytes > kLargestFile) {
+            build_.context.error = BuildError::TooLarge;
+            build_.context.errorSubject = PathInImage(file);
+            return;
+        }
+        CompilationNode& leader = identical_.leaderOf(file);
+        if (leader.extent == 0) {
+            leader.extent = static_cast<std::uint32_t>(next_);
+            next_ += SectorsFor(file.sizeBytes);
+        }
+        file.extent = leader.extent;
+        if (next_ > std::numeric_limits<std::uint32_t>::max()) build_.context.error = BuildError::TooLarge;
+    }
+
+    std::uint64_t sectorCount() const { return next_ - build_.sectorCount; }
+
+private:
+    ImageBuild& build_;
+    const IdenticalFiles& identical_;
+    std::uint64_t next_;
+};
+
+void PlaceFileData(ImageBuild& build, const IdenticalFiles& identical) {
+    const DirectoryTree& tree = build.mainTree();
+    for (CompilationNode* node : tree.children) node->extent = 0;
+    FilePlacer placer(build, identical);
+    for (CompilationNode* file : build.context.priority) placer.place(*file);
+    for (const std::uint32_t index : tree.preOrder)
+        for (CompilationNode* child : tree.childrenOf(index)) placer.place(*child);
+    Place(build, ExtentKind::FileData, placer.sectorCount());
+}
+
+}  // namespace
+
+void PlaceImage(ImageBuild& build, const IdenticalFiles& identical) {
+    const bool hasJoliet = build.context.jolietEnabled;
+    Place(build, ExtentKind::SystemArea, kSystemAreaSectors);
+    Place(build, ExtentKind::PrimaryDescriptor, 1);
+    if (hasJoliet) Place(build, ExtentKind::JolietDescriptor, 1);
+    Place(build, ExtentKind::Terminator, 1);
+    Place(build, ExtentKind::Marker, 1);
+
+    PlacePathTables(build, build.iso);
+    if (hasJoliet) PlacePathTables(build, build.joliet);
+    Place(build, ExtentKind::Directories, PlaceDirectories(build, build.iso, build.sectorCount), &build.iso);
+    if (hasJoliet)
+        Place(build, ExtentKind::Directories, PlaceDirectories(build, build.joliet, build.sectorCount), &build.joliet);
+    build.continuationSector = Place(build, ExtentKind::Continuation, SectorsFor(build.continuationBytes));
+    PlaceFileData(build, identical);
+}
+
+}  // namespace tovlark

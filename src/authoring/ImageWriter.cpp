@@ -1,0 +1,143 @@
+#include "authoring/ImageWriter.h"
+
+#include <new>
+
+#include "authoring/ImageLayout.h"
+#include "authoring/Naming.h"
+#include "base/Sectors.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::string_view kMarker = "TOVLARK  ";
+
+void EmitSystemArea(const ImageBuild&, const Extent& extent, SectorStream& stream) {
+    stream.zeros(std::uint64_t{extent.count} * kSectorSize);
+}
+
+void EmitMarker(const ImageBuild&, const Extent&, SectorStream& stream) {
+    stream.write(std::as_bytes(std::span(kMarker)));
+    stream.padToSector();
+}
+
+struct Emitter {
+    ExtentKind kind;
+    void (*emit)(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+};
+
+constexpr Emitter kEmitters[] = {
+    {ExtentKind::SystemArea, EmitSystemArea},
+    {ExtentKind::PrimaryDescriptor, EmitPrimaryDescriptor},
+    {ExtentKind::JolietDescriptor, EmitJolietDescriptor},
+    {ExtentKind::Terminator, EmitTerminator},
+    {ExtentKind::Marker, EmitMarker},
+    {ExtentKind::PathTableL, EmitPathTableL},
+    {ExtentKind::PathTableM, EmitPathTableM},
+    {ExtentKind::Directories, EmitDirectories},
+    {ExtentKind::Continuation, EmitContinuation},
+    {ExtentKind::FileData, EmitFileData},
+};
+
+constexpr bool InOrder() {
+    for (std::size_t index = 0; index < std::size(kEmitters); ++index)
+        if (kEmitters[index].kind != static_cast<ExtentKind>(index)) return false;
+    return std::size(kEmitters) == static_cast<std::size_t>(ExtentKind::Count);
+}
+static_assert(InOrder());
+
+void LayOut(ImageBuild& build) {
+    Task& task = build.task;
+    ImageBuildContext& context = build.context;
+    if (!context.isoEnabled || context.udfEnabled || context.hasBootImage) {
+        context.error = BuildError::NotSupported;
+        return;
+    }
+    build.label = VolumeFieldText(context, VolumeField::Volume, task.clock);
+    ResolveNames(task, context);
+    build.iso = OrderTree(context, TreeKind::Iso);
+    if (context.jolietEnabled) build.joliet = OrderTree(context, TreeKind::Joliet);
+    if (build.failed()) return;
+    const IdenticalFiles identical = FindIdenticalFiles(task, context);
+    if (task.flags.cancel && !build.failed()) context.error = BuildError::Cancelled;
+    if (!build.failed()) PlaceImage(build, identical);
+}
+
+/// The one place that knows where the image stands: every extent begins where the one before it ended.
+void Write(const ImageBuild& build, const SectorSink& sink) {
+    SectorStream stream(build.task, build.context, sink);
+    for (const Extent& extent : build.extents) {
+        build.context.errorPlace = static_cast<std::int32_t>(extent.kind);
+        kEmitters[static_cast<std::size_t>(extent.kind)].emit(build, extent, stream);
+        if (stream.failed()) return;
+        if (stream.position() != (std::uint64_t{extent.first} + extent.count) * kSectorSize) {
+            build.context.error = BuildError::WriteFailed;
+            return;
+        }
+    }
+    stream.flush();
+}
+
+TextId WordsOf(const ImageBuildContext& context) {
+    switch (context.error) {
+        case BuildError::None:
+        case BuildError::Cancelled: return TextId::BuildCancelled;
+        case BuildError::OpenFailed: return TextId::BuildOpenFailed;
+        case BuildError::WriteFailed: return TextId::ErrorWritingData;
+        case BuildError::NoUniqueName: return TextId::BuildNoUniqueName;
+        case BuildError::TooManyFolders: return TextId::BuildTooManyFolders;
+        case BuildError::PathTooDeep: return TextId::BuildPathTooDeep;
+        case BuildError::TooLarge:
+            return context.errorSubject.empty() ? TextId::BuildImageTooLarge : TextId::BuildFileTooLarge;
+        case BuildError::NamesRefused: return TextId::BuildNamesRefused;
+        case BuildError::NotSupported: return TextId::BuildNotSupported;
+        case BuildError::OutOfMemory: break;
+    }
+    return TextId::BuildOutOfMemory;
+}
+
+}  // namespace
+
+Status WriteImage(Task& task, ImageBuildContext& context, const SectorSink& sink) {
+    try {
+        ImageBuild build(task, context);
+        LayOut(build);
+        if (build.failed()) return Status::Failed;
+        ConsoleSession& session = task.session;
+        session.beginStep(session.texts()[TextId::WritingImage], build.sectorCount * kSectorSize);
+        Write(build, sink);
+        if (build.failed()) {
+            session.print(u"\r\n");
+            return Status::Failed;
+        }
+        session.finishStep();
+        session.printDone();
+        return Status::Ok;
+    } catch (const std::bad_alloc&) {
+        context.error = BuildError::OutOfMemory;
+        return Status::Failed;
+    }
+}
+
+void ReportBuildError(Task& task, const ImageBuildContext& context) {
+    const Texts& texts = task.session.texts();
+    Text line(texts[WordsOf(context)]);
+    if (context.error == BuildError::WriteFailed)
+        line = FormatText(u"%s (%d-%08x)", {line, context.errorPlace, context.systemError.code});
+    Text details = context.errorSubject;
+    if (context.systemError.failed()) {
+        if (!details.empty()) details += u": ";
+        details += DescribeError(context.systemError);
+    }
+    for (const Text& text : {line, details}) {
+        if (text.empty()) continue;
+        task.session.printLine(text);
+        task.log.append(text);
+    }
+    if (context.error == BuildError::Cancelled)
+        task.flags.cancel = true;
+    else
+        task.flags.error = true;
+}
+
+}  // namespace tovlark

@@ -1,0 +1,111 @@
+#include "authoring/SectorStream.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "base/Sectors.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::size_t kBufferSize = 1 << 20;
+// A file at least this long is worth a write of its own; between two pieces the cancel flag is looked at.
+constexpr std::uint64_t kCopiedBySink = 1 << 20;
+constexpr std::uint64_t kCopyPiece = 32 << 20;
+static_assert(kBufferSize % kSectorSize == 0 && kCopyPiece % kSectorSize == 0);
+
+}  // namespace
+
+SectorStream::SectorStream(Task& task, ImageBuildContext& context, const SectorSink& sink)
+    : task_(task), context_(context), sink_(sink), buffer_(kBufferSize) {}
+
+bool SectorStream::stopRequested() {
+    if (!failed() && task_.flags.cancel) context_.error = BuildError::Cancelled;
+    return failed();
+}
+
+void SectorStream::flush() {
+    if (used_ == 0 || stopRequested()) return;
+    const auto count = static_cast<std::uint32_t>(used_ / kSectorSize);
+    const std::uint32_t accepted = sink_.accept(sink_.self, nextSector_, std::span(buffer_).first(used_));
+    nextSector_ += accepted;
+    used_ = 0;
+    task_.session.addProgress(std::uint64_t{accepted} * kSectorSize);
+    if (accepted != count) context_.error = BuildError::WriteFailed;
+}
+
+std::span<std::byte> SectorStream::room() {
+    if (used_ == buffer_.size()) flush();
+    if (failed()) return {};
+    return std::span(buffer_).subspan(used_);
+}
+
+void SectorStream::write(std::span<const std::byte> bytes) {
+    while (!bytes.empty()) {
+        const std::span<std::byte> free = room();
+        if (free.empty()) return;
+        const std::size_t count = std::min(free.size(), bytes.size());
+        std::memcpy(free.data(), bytes.data(), count);
+        used_ += count;
+        bytes = bytes.subspan(count);
+    }
+}
+
+void SectorStream::zeros(std::uint64_t count) {
+    while (count > 0) {
+        const std::span<std::byte> free = room();
+        if (free.empty()) return;
+        const auto piece = static_cast<std::size_t>(std::min<std::uint64_t>(free.size(), count));
+        std::memset(free.data(), 0, piece);
+        used_ += piece;
+        count -= piece;
+    }
+}
+
+void SectorStream::padToSector() { zeros((kSectorSize - used_ % kSectorSize) % kSectorSize); }
+
+std::uint64_t SectorStream::copyBySink(const InputFile& file, std::uint64_t sizeBytes) {
+    flush();
+    std::uint64_t done = 0;
+    while (done < sizeBytes && !stopRequested()) {
+        const FileRange range{file, done, std::min(kCopyPiece, sizeBytes - done)};
+        bool writeFailed = false;
+        const std::uint64_t taken = sink_.acceptFile(sink_.self, nextSector_, range, writeFailed);
+        const std::uint64_t sectors = SectorsFor(taken);
+        done += taken;
+        nextSector_ += static_cast<std::uint32_t>(sectors);
+        task_.session.addProgress(sectors * kSectorSize);
+        if (writeFailed) context_.error = BuildError::WriteFailed;
+        if (taken != range.sizeBytes) break;
+    }
+    return done;
+}
+
+std::uint64_t SectorStream::writeFile(const InputFile& file, std::uint64_t sizeBytes, SystemError& readError) {
+    readError = {};
+    const std::uint64_t begin = position();
+    std::uint64_t done = 0;
+    if (sink_.acceptFile != nullptr && sizeBytes >= kCopiedBySink) {
+        done = copyBySink(file, sizeBytes);
+        std::byte probe[1];
+        std::size_t readCount = 0;
+        if (done < sizeBytes && !failed()) readError = file.readAt(done, probe, readCount);
+    } else {
+        while (done < sizeBytes) {
+            std::span<std::byte> free = room();
+            if (free.empty()) return done;
+            free = free.first(static_cast<std::size_t>(std::min<std::uint64_t>(free.size(), sizeBytes - done)));
+            std::size_t readCount = 0;
+            readError = file.readAt(done, free, readCount);
+            used_ += readCount;
+            done += readCount;
+            if (readError.failed() || readCount < free.size()) break;
+        }
+    }
+    const std::uint64_t written = position() - begin;
+    if (written < sizeBytes) zeros(sizeBytes - written);
+    return done;
+}
+
+}  // namespace tovlark

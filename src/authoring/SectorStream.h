@@ -1,0 +1,55 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <vector>
+
+#include "app/session/Task.h"
+#include "authoring/Compilation.h"
+#include "authoring/SectorSink.h"
+#include "base/Sectors.h"
+
+namespace tovlark {
+
+/// The bytes of an image on their way to a sink: gathers small pieces into large writes, counts progress and
+/// looks at the cancel flag before each write. After an error (`context.error`) every member returns at once.
+class SectorStream {
+public:
+    SectorStream(Task& task, ImageBuildContext& context, const SectorSink& sink);
+
+    /// Bytes written so far, those still gathered included.
+    std::uint64_t position() const { return (std::uint64_t{nextSector_} * kSectorSize) + used_; }
+    bool failed() const { return context_.error != BuildError::None; }
+
+    void write(std::span<const std::byte> bytes);
+    template <typename Structure>
+    void writeStructure(const Structure& structure) {
+        write(std::as_bytes(std::span(&structure, 1)));
+    }
+    void zeros(std::uint64_t count);
+    void padToSector();
+
+    /// Writes `sizeBytes` from the start of a file, zeros from where it cannot be read on. Returns the bytes that came
+    /// from the file; `readError` is the system's reason for fewer, success when the file just ended. Begins at a
+    /// sector's start; ends at one when the sink copied the file itself, else at the file's last byte.
+    std::uint64_t writeFile(const InputFile& file, std::uint64_t sizeBytes, SystemError& readError);
+
+    /// Hands on what is gathered; the position must be a sector's start.
+    void flush();
+
+private:
+    /// Free room of the gathering buffer, never empty unless the stream failed.
+    std::span<std::byte> room();
+    bool stopRequested();
+    std::uint64_t copyBySink(const InputFile& file, std::uint64_t sizeBytes);
+
+    Task& task_;
+    ImageBuildContext& context_;
+    const SectorSink& sink_;
+    std::vector<std::byte> buffer_;
+    std::size_t used_ = 0;
+    std::uint32_t nextSector_ = 0;  // of the sink
+};
+
+}  // namespace tovlark
