@@ -30,7 +30,7 @@ struct SettingRow {
     SettingKind kind;
     std::uint32_t fallback, minimum, maximum;  // numbers; may lie outside the range: "as the source", for one
     TextView textFallback;                     // texts
-    std::uint32_t minimumLength;               // texts: what is shorter counts as missing
+    std::size_t minimumLength;                 // texts: what is shorter counts as missing
     std::uint32_t sizeBytes;                   // binary; 0: any length
     TextView meaning;
 };
