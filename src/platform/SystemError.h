@@ -11,9 +11,13 @@ struct [[nodiscard]] SystemError {
     std::uint32_t code = 0;
 
     bool failed() const { return code != 0; }
+    bool operator==(const SystemError&) const = default;
 };
 
-/// The system's own words for the error, without a full stop or line end.
+/// The system's numbers for what this program finds out by itself.
+extern const SystemError kFileTooLarge, kTooManyLinks, kIsFolder;
+
+/// The system's own English words for the error, without a full stop or line end: "Permission denied".
 Text DescribeError(SystemError error);
 
 }  // namespace tovlark

@@ -1,0 +1,156 @@
+#include "platform/Files.h"
+
+#include <algorithm>
+#include <dirent.h>
+#include <fcntl.h>
+#include <memory>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+#include <utility>
+
+#include "platform/FileParts.h"
+#include "platform/Paths.h"
+#include "platform/posix/Descriptor.h"
+#include "platform/posix/Native.h"
+
+namespace tovlark {
+
+namespace {
+
+FileKind KindOf(std::uint32_t mode) {
+    if (S_ISREG(mode)) return FileKind::Regular;
+    if (S_ISDIR(mode)) return FileKind::Folder;
+    return S_ISLNK(mode) ? FileKind::SymbolicLink : FileKind::Other;
+}
+
+SystemError Examine(int folder, const char* name, int flags, FileInfo& info) {
+    struct statx facts {};
+    if (::statx(folder, name, flags, STATX_BASIC_STATS | STATX_BTIME, &facts) != 0) return LastError();
+    info = {.kind = KindOf(facts.stx_mode),
+            .sizeBytes = facts.stx_size,
+            .modified = facts.stx_mtime.tv_sec,
+            .created = facts.stx_mask & STATX_BTIME ? facts.stx_btime.tv_sec : facts.stx_mtime.tv_sec,
+            .mode = facts.stx_mode,
+            .owner = facts.stx_uid,
+            .group = facts.stx_gid,
+            .links = facts.stx_nlink,
+            .identity = {makedev(facts.stx_dev_major, facts.stx_dev_minor), facts.stx_ino}};
+    return {};
+}
+
+struct CloseFolder {
+    void operator()(DIR* folder) const { ::closedir(folder); }
+};
+
+int FdOf(std::intptr_t handle) { return static_cast<int>(handle); }
+
+}  // namespace
+
+std::size_t NameUnits(TextView part) { return ToUtf8(part).size(); }
+
+SystemError GetFileInfo(const Text& path, FileInfo& info) {
+    return Examine(AT_FDCWD, NativePath(path).c_str(), AT_SYMLINK_NOFOLLOW, info);
+}
+
+SystemError GetTargetInfo(const Text& path, FileInfo& info) {
+    return Examine(AT_FDCWD, NativePath(path).c_str(), 0, info);
+}
+
+SystemError ListFolder(const Text& path, const std::function<bool(const FolderEntry&)>& visit) {
+    Descriptor opened(::open(NativePath(path).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!opened) return LastError();
+    const std::unique_ptr<DIR, CloseFolder> folder(::fdopendir(opened.get()));
+    if (!folder) return LastError();
+    const int descriptor = opened.release();
+    while (true) {
+        errno = 0;
+        const dirent* record = ::readdir(folder.get());
+        if (record == nullptr) return LastError();
+        const std::string_view bytes = record->d_name;
+        if (bytes == "." || bytes == "..") continue;
+        const Text name = FromUtf8(bytes);
+        FolderEntry entry{.name = name, .info = {}, .error = {}};
+        entry.error = Examine(descriptor, record->d_name, AT_SYMLINK_NOFOLLOW, entry.info);
+        if (!visit(entry)) return {};
+    }
+}
+
+SystemError ReadSymbolicLink(const Text& path, Text& target) {
+    const std::string native = NativePath(path);
+    std::string bytes(256, '\0');
+    while (true) {
+        const ssize_t length = ::readlink(native.c_str(), bytes.data(), bytes.size());
+        if (length < 0) return LastError();
+        if (static_cast<std::size_t>(length) < bytes.size()) {
+            target = FromUtf8(std::string_view(bytes).substr(0, static_cast<std::size_t>(length)));
+            return {};
+        }
+        bytes.resize(2 * bytes.size());
+    }
+}
+
+bool IsNotFound(SystemError error) { return error.code == ENOENT || error.code == ENOTDIR; }
+
+SystemError RemoveFile(const Text& path) {
+    return ::unlink(NativePath(path).c_str()) == 0 ? SystemError{} : LastError();
+}
+
+SystemError CreateFolder(const Text& path) {
+    if (::mkdir(NativePath(path).c_str(), 0777) == 0) return {};
+    const SystemError error = LastError();
+    FileInfo info;
+    const bool isThere = !GetTargetInfo(path, info).failed() && info.kind == FileKind::Folder;
+    return isThere ? SystemError{} : error;
+}
+
+SystemError SetCurrentFolder(const Text& path) {
+    return ::chdir(NativePath(path).c_str()) == 0 ? SystemError{} : LastError();
+}
+
+InputFile::InputFile() : handle_(-1) {}
+
+InputFile::~InputFile() {
+    if (isOpen()) ::close(FdOf(handle_));
+}
+
+InputFile::InputFile(InputFile&& other) noexcept : handle_(std::exchange(other.handle_, -1)) {}
+
+InputFile& InputFile::operator=(InputFile&& other) noexcept {
+    std::swap(handle_, other.handle_);
+    return *this;
+}
+
+SystemError InputFile::open(const Text& path) {
+    Descriptor file(::open(NativePath(path).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file) return LastError();
+    FileInfo info;
+    if (const SystemError error = Examine(file.get(), "", AT_EMPTY_PATH, info); error.failed()) return error;
+    if (info.kind == FileKind::Folder) return kIsFolder;
+    // FIFOs, terminals and the like have no offsets.
+    if (::lseek(file.get(), 0, SEEK_CUR) < 0) return LastError();
+    *this = InputFile();
+    handle_ = file.release();
+    return {};
+}
+
+bool InputFile::isOpen() const { return handle_ >= 0; }
+
+SystemError InputFile::readAt(std::uint64_t offset, std::span<std::byte> buffer, std::size_t& readCount) const {
+    readCount = 0;
+    while (readCount < buffer.size()) {
+        const std::span<std::byte> rest = buffer.subspan(readCount);
+        const ssize_t count = ::pread(FdOf(handle_), rest.data(), rest.size(), static_cast<off_t>(offset + readCount));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return LastError();
+        if (count == 0) break;
+        readCount += static_cast<std::size_t>(count);
+    }
+    return {};
+}
+
+SystemError InputFile::examine(FileInfo& info) const { return Examine(FdOf(handle_), "", AT_EMPTY_PATH, info); }
+
+std::intptr_t InputFile::native() const { return handle_; }
+
+}  // namespace tovlark
