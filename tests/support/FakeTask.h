@@ -71,10 +71,10 @@ struct FakeTask {
                                return true;
                            },
                            [](void* self) {
-                               std::string& input = static_cast<FakeTask*>(self)->input;
-                               if (input.empty()) return -1;
-                               const auto byte = static_cast<unsigned char>(input[0]);
-                               input.erase(0, 1);
+                               std::string& typed = static_cast<FakeTask*>(self)->input;
+                               if (typed.empty()) return -1;
+                               const auto byte = static_cast<unsigned char>(typed[0]);
+                               typed.erase(0, 1);
                                return int{byte};
                            },
                            [](void*) {}};
