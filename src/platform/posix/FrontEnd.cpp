@@ -29,6 +29,8 @@ constexpr std::size_t kChunkBytes = 4096;
 constexpr int kMarkerMilliseconds = 50;
 // How long a cancelled command may take to react to the second request, and its last output to be read.
 constexpr std::chrono::seconds kPatience{1};
+// Two requests to stop that come closer together are one: `timeout` signals a process and then its group.
+constexpr std::chrono::milliseconds kSameRequest{250};
 constexpr int kFailed = -1, kCancelled = -2;
 
 using Tell = std::function<void(const FrontEndNotice&)>;
@@ -128,6 +130,7 @@ private:
     pid_t program_ = -1;
     bool running_ = false, inputEnded_ = false;
     bool cancelled_ = false, stoppedAtOnce_ = false, abandoned_ = false, neverBound_ = false;
+    std::chrono::steady_clock::time_point cancelledAt_;
     std::optional<std::chrono::steady_clock::time_point> deadline_;  // of the program, then of its last output
     int waited_ = 0;
 };
@@ -240,11 +243,12 @@ bool ConsoleRun::start(const std::vector<Text>& words) {
 
 void ConsoleRun::cancel(int signal) {
     if (!running_) {
-        abandoned_ = true;
+        abandoned_ = true;  // only its last output is left, and nobody reads it
     } else if (!cancelled_) {
         cancelled_ = true;
+        cancelledAt_ = Now();
         ::kill(-program_, signal);
-    } else if (!stoppedAtOnce_) {
+    } else if (!stoppedAtOnce_ && Now() - cancelledAt_ > kSameRequest) {
         stoppedAtOnce_ = true;
         deadline_ = Now() + kPatience;
         tell_({FrontEndEvent::StoppedAtOnce});
