@@ -14,6 +14,9 @@ std::uint32_t ProcessId();
 /// True with administrative rights (root; an elevated token).
 bool IsAdministrator();
 
+/// True when the error means that this user may not do that.
+bool IsAccessDenied(SystemError error);
+
 /// Opens the named event (POSIX: the named semaphore "/name") with the right to change its state, sets it
 /// (posts it once) and closes it. Nothing is created.
 SystemError SignalNamedEvent(const Text& name);

@@ -75,6 +75,8 @@ enum class TextId : std::uint16_t {
     LanguageTemplateWritten,
     CannotWriteLanguageTemplate,
     RestartsElevated,
+    TemplateNotWritten,
+    CannotSignalEvent,
     OutOfMemory,
     ProgramMissing,
     CannotStartProgram,

@@ -4,47 +4,49 @@
 #include <optional>
 #include <vector>
 
-#include "app/session/SettingsStore.h"
-#include "base/Clock.h"
-#include "platform/ConsoleStreams.h"
+#include "app/session/Task.h"
 #include "platform/SystemError.h"
 
 namespace tovlark {
 
-/// How the process was started, seen from its words alone.
+/// How the process was started, by its words alone.
 enum class StartKind : std::uint8_t {
-    Console,        // a console front end may be waiting: `EnterConsoleMode` finds out
+    Console,        // a console front end may be waiting: `enterConsoleMode` finds out
     ExtractPlugin,  // "-ii1 -extract_plugin X"
     DriveTool,      // "-ii1" and one of the verbs that open a tool
 };
 
 StartKind KindOfStart(const std::vector<Text>& words);
 
-/// Milliseconds to wait before anything else: "/sleep=3000" as the first argument, so that the process that started
-/// this one can end. 0 without it, at most a minute.
+/// Milliseconds to wait before anything else, so that the process that started this one can end: first argument
+/// "/sleep=3000". 0 without it, at most a minute.
 std::uint32_t StartDelay(const std::vector<Text>& words);
 
-/// What console mode needs of the outside.
-struct ConsoleSurroundings {
-    const std::vector<Text>& words;  // program name first
-    ConsoleStreams streams;
-    const Clock& clock;
-    SettingsStore& settings;
-    Flags& flags;
+/// What console mode needs of the system.
+struct ConsoleSeams {
     bool (*bindPipes)();
     SystemError (*signalEvent)(const Text& name);
 };
 
-/// What came of it.
-struct ConsoleResult {
-    std::optional<int> status;      // the process ends with it; nothing: it goes on starting
-    bool writesTemplate = false;    // ... to write the template of a language file
-    Text templatePath{};            // where to; empty: the usual place
+/// What comes after console mode.
+enum class AfterConsole : std::uint8_t {
+    End,            // with `status`
+    NotEntered,     // no front end waits: a program with windows
+    WriteTemplate,  // `create_lang_file`: the template of a language file, to `templatePath` (empty: the usual place)
 };
 
-/// Binds the streams to the front end's pipes, runs the one command of the command line and tells the process's
-/// status: -2 when cancelled, -1 when anything failed, else the command's. Goes on as a program with windows when no
-/// front end waits, and after `create_lang_file`.
-ConsoleResult EnterConsoleMode(const ConsoleSurroundings& around);
+struct ConsoleOutcome {
+    AfterConsole next;
+    int status = 0;
+    Text templatePath{};
+};
+
+/// Binds the streams to the front end's pipes (an internal start keeps those it inherited), runs the one command of the
+/// command line and signals the event that it names. Status: -2 when cancelled, -1 when anything failed, else the
+/// command's.
+ConsoleOutcome enterConsoleMode(Task& task, const std::vector<Text>& words, const ConsoleSeams& seams);
+
+/// Writes the template of a language file, elevated if need be. An existing file is asked about.
+Status WriteLanguageTemplate(Task& task, const Text& path);
 
 }  // namespace tovlark

@@ -17,6 +17,7 @@
 
 #include "platform/MarkerFilter.h"
 #include "platform/Paths.h"
+#include "platform/posix/Native.h"
 #include "platform/posix/RunFolder.h"
 
 namespace tovlark {
@@ -36,8 +37,6 @@ constexpr int kFailed = -1, kCancelled = -2;
 using Tell = std::function<void(const FrontEndNotice&)>;
 
 std::chrono::steady_clock::time_point Now() { return std::chrono::steady_clock::now(); }
-
-SystemError LastError() { return {static_cast<std::uint32_t>(errno)}; }
 
 struct PipeEnds {
     Descriptor readEnd, writeEnd;

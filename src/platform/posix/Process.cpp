@@ -40,6 +40,8 @@ std::uint32_t ProcessId() { return static_cast<std::uint32_t>(::getpid()); }
 
 bool IsAdministrator() { return ::geteuid() == 0; }
 
+bool IsAccessDenied(SystemError error) { return error.code == EACCES || error.code == EPERM; }
+
 SystemError SignalNamedEvent(const Text& name) {
     sem_t* const event = ::sem_open(("/" + ToUtf8(name)).c_str(), 0);
     if (event == SEM_FAILED) return {static_cast<std::uint32_t>(errno)};

@@ -1,9 +1,8 @@
 #include "platform/Process.h"
 
-#include <windows.h>
-
 #include <shellapi.h>
 #include <string>
+#include <windows.h>
 
 #include "platform/Paths.h"
 #include "platform/win32/ConsoleNames.h"
@@ -71,6 +70,8 @@ bool IsAdministrator() {
     return ::GetTokenInformation(token.get(), TokenElevation, &elevation, sizeof elevation, &size) &&
            elevation.TokenIsElevated != 0;
 }
+
+bool IsAccessDenied(SystemError error) { return error.code == ERROR_ACCESS_DENIED; }
 
 SystemError SignalNamedEvent(const Text& name) {
     const Handle event(::OpenEventW(EVENT_MODIFY_STATE, FALSE, ToWide(name).c_str()));

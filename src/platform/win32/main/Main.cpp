@@ -1,6 +1,7 @@
+#include "platform/Main.h"
+
 #include <windows.h>
 
-#include "platform/Main.h"
 #include "platform/win32/Wide.h"
 
 // Programs without a console of their own start here too: the runtime library calls it from `wWinMain`.
