@@ -13,7 +13,10 @@ endforeach()
 add_library(header_only INTERFACE)
 target_include_directories(header_only SYSTEM INTERFACE ${host_headers})
 
-# Digests and CRC-32.
+# Digests and CRC-32. The Windows programs need no DLL of it beside them.
+if(WIN32)
+  set(CMAKE_FIND_LIBRARY_SUFFIXES .a)
+endif()
 find_library(GCRYPT_LIBRARY gcrypt REQUIRED)
 find_library(GPG_ERROR_LIBRARY gpg-error REQUIRED)
 find_path(GCRYPT_INCLUDE gcrypt.h REQUIRED)

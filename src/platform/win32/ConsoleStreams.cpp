@@ -1,9 +1,9 @@
 #include "platform/ConsoleStreams.h"
 
+#include <windows.h>
 #include <cstdio>
 #include <fcntl.h>
 #include <io.h>
-#include <windows.h>
 
 #include "platform/win32/ConsoleNames.h"
 #include "platform/win32/Handle.h"

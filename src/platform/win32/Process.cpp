@@ -1,8 +1,8 @@
 #include "platform/Process.h"
 
+#include <windows.h>
 #include <shellapi.h>
 #include <string>
-#include <windows.h>
 
 #include "platform/Paths.h"
 #include "platform/win32/ConsoleNames.h"
