@@ -13,7 +13,7 @@ constexpr std::uint32_t kMaximumRepeats = 100;
 constexpr std::uint64_t kTickMilliseconds = 1000;
 constexpr std::uint32_t kSignalMilliseconds = 100;
 constexpr TextView kRubOut = u"\b\b\b\b\b\b";
-constexpr TextView kYes = u"Yes";
+constexpr TextView kYes = u"Yes", kNo = u"No";
 
 struct AnswerWords {
     Answer answer;
@@ -67,11 +67,12 @@ std::int32_t Percent(std::uint64_t position, std::uint64_t total) {
     constexpr std::uint64_t kLargest = std::numeric_limits<std::uint64_t>::max();
     if (total == kLargest) return 0;
     if (position >= total) return 100;
-    if (position > kLargest / 100) {
-        position >>= 7;
-        total >>= 7;
-    }
-    return static_cast<std::int32_t>(position * 100 / total);
+    if (position <= kLargest / 100) return static_cast<std::int32_t>(position * 100 / total);
+    // The largest p with p * total <= position * 100, without products of more than 64 bits.
+    const std::uint64_t whole = total / 100, rest = total % 100;
+    std::uint64_t percent = std::min<std::uint64_t>(position / whole, 100);
+    while (percent * whole + (percent * rest + 99) / 100 > position) --percent;
+    return static_cast<std::int32_t>(percent);
 }
 
 bool EndsLine(TextView text) { return !text.empty() && text.back() == u'\n'; }
@@ -164,7 +165,10 @@ Answer ConsoleSession::ask(TextView text, std::uint8_t offered, Answer safe) {
     for (;;) {
         if (flags_.cancel) return safe;
         const bool givesUp = assumeYes_ && repeatsTooOften(question);
-        if (givesUp && Offers(offered, Answer::No) && Offers(offered, Answer::Yes)) return Answer::No;
+        if (givesUp && Offers(offered, Answer::No) && Offers(offered, Answer::Yes)) {
+            print(question + Text(kNo));
+            return Answer::No;
+        }
         if (givesUp) {
             flags_.cancel = true;
             print(u"\r\n");

@@ -1,0 +1,130 @@
+#include <array>
+#include <gtest/gtest.h>
+#include <set>
+
+#include "app/session/MessageLog.h"
+#include "app/session/Settings.h"
+#include "app/session/SettingsStore.h"
+#include "support/FakeTask.h"
+#include "support/TempFolder.h"
+
+namespace tovlark {
+namespace {
+
+SettingsStore StoreOver(const TempFolder& folder) {
+    return SettingsStore(OpenIniSettings((folder / "tovlark.ini").u16string()));
+}
+
+TEST(SettingsStore, ReadsOutsideTheRangeOrOfAnotherTypeGiveTheDefault) {
+    constexpr IntSetting kOggSampleRate{u"OggSampleRate", 0, 8000, 48000};
+    constexpr IntSetting kAny{u"Any", 7, 0, 0xFFFFFFFF};
+    struct Case {
+        std::string stored;
+        IntSetting setting;
+        std::uint32_t value;
+    };
+    const Case cases[] = {
+        {"BurnBuffer=4", kBurnBuffer, 8},
+        {"BurnBuffer=2048", kBurnBuffer, 8},
+        {"BurnBuffer=1024", kBurnBuffer, 1024},
+        {"burnbuffer = 16 ", kBurnBuffer, 16},
+        {"OggSampleRate=0", kOggSampleRate, 0},
+        {"OggSampleRate=96000", kOggSampleRate, 0},
+        {"OggSampleRate=44100", kOggSampleRate, 44100},
+        {"Any=4294967295", kAny, 4294967295u},
+        {"Any=4294967296", kAny, 7},
+        {"Any=-1", kAny, 7},
+        {"Any=12abc", kAny, 7},
+        {"Any=", kAny, 7},
+        {"Any=0x10", kAny, 7},
+        {"Any=+1", kAny, 7},
+        {"Any=1 2", kAny, 7},
+        {";Any=1", kAny, 7},
+        {"[Other]\nAny=1", kAny, 7},
+    };
+    for (const Case& row : cases) {
+        TempFolder folder;
+        folder.write("tovlark.ini", "[Settings]\n" + row.stored + "\n");
+        EXPECT_EQ(StoreOver(folder).getInt(row.setting), row.value) << row.stored;
+    }
+}
+
+TEST(SettingsStore, EveryReadSeesTheLastWrite) {
+    TempFolder folder;
+    SettingsStore store = StoreOver(folder), other = StoreOver(folder);
+    for (std::uint32_t value = 0; value < 5; ++value) {
+        ASSERT_TRUE(store.setInt(u"TimeFixed", value));
+        EXPECT_EQ(other.getInt(kTimeFixed), value);
+    }
+    EXPECT_TRUE(store.setInt(u"Width", 0xFFFFFFFF, u"ViewSettings\\AudioCDView"));
+    EXPECT_EQ(other.getIntIn(u"Width", 1, u"ViewSettings\\AudioCDView"), 0xFFFFFFFF);
+    EXPECT_EQ(other.getIntIn(u"Width", 1, {}), 1u);
+    EXPECT_EQ(folder.read("tovlark.ini"), "[Settings]\nTimeFixed=4\n[ViewSettings\\AudioCDView]\nWidth=4294967295\n");
+}
+
+TEST(SettingsStore, ATooShortTextCountsAsMissing) {
+    TempFolder folder;
+    SettingsStore store = StoreOver(folder);
+    EXPECT_EQ(store.getString(kAudioFileNameFormat), u"|#-|t");
+    EXPECT_TRUE(store.setString(kAudioFileNameFormat.name, u"x"));
+    EXPECT_EQ(store.getString(kAudioFileNameFormat), u"|#-|t");
+    EXPECT_TRUE(store.setString(kAudioFileNameFormat.name, u"|t"));
+    EXPECT_EQ(store.getString(kAudioFileNameFormat), u"|t");
+}
+
+TEST(SettingsStore, BinaryIsCutToTheBuffer) {
+    TempFolder folder;
+    SettingsStore store = StoreOver(folder);
+    std::array<std::byte, 4> buffer{};
+    EXPECT_EQ(store.getBinary(u"EraseTime", buffer), 0u);
+    const std::array bytes{std::byte{0x00}, std::byte{0xAB}, std::byte{0xFF}, std::byte{0x10}, std::byte{0x7E}};
+    EXPECT_TRUE(store.setBinary(u"EraseTime", bytes));
+    EXPECT_EQ(folder.read("tovlark.ini"), "[Settings]\nEraseTime=00ABFF107E\n");
+    EXPECT_EQ(store.getBinary(u"EraseTime", buffer), 4u);
+    EXPECT_TRUE(std::equal(buffer.begin(), buffer.end(), bytes.begin()));
+}
+
+TEST(SettingsStore, ResetAsksFirstAndWritesTheDefaults) {
+    const auto run = [](const char* answer, FakeTask& task) {
+        task.input = answer;
+        task.backing->numbers[{u"", u"VerifyData"}] = 0;
+        task.backing->numbers[{u"", u"BurnBuffer"}] = 512;
+        task.backing->numbers[{u"", u"RockRidge"}] = 1;
+        task.backing->binaries[{u"", u"MainWindow"}] = {std::byte{1}};
+        return ResetToDefaults(task.session, task.settings);
+    };
+    FakeTask declined;
+    EXPECT_FALSE(run("n\n", declined));
+    EXPECT_EQ(declined.settings.getInt(kBurnBuffer), 512u);
+    FakeTask agreed;
+    EXPECT_TRUE(run("y\n", agreed));
+    EXPECT_EQ(agreed.output, "Are you sure you want to reset the application to the default configuration?(y/n): ");
+    const std::map<std::pair<Text, Text>, std::uint32_t> expected{
+        {{u"", u"VerifyData"}, 1}, {{u"", u"EjectAfterBurn"}, 1}, {{u"", u"BurnBuffer"}, 8}, {{u"", u"RockRidge"}, 1}};
+    EXPECT_EQ(agreed.backing->numbers, expected);
+    EXPECT_TRUE((agreed.backing->binaries[{u"", u"MainWindow"}].empty()));
+}
+
+TEST(Settings, RowsHoldTogether) {
+    std::set<Text> names;
+    for (const SettingRow& row : AllSettings()) {
+        const std::string name = ToUtf8(row.name);
+        EXPECT_TRUE(names.insert(UpperCase(row.name)).second) << name;
+        EXPECT_LE(row.minimum, row.maximum) << name;
+        EXPECT_TRUE(row.textFallback.empty() || row.textFallback.size() >= row.minimumLength) << name;
+        EXPECT_EQ(FindSetting(UpperCase(row.name)), &row) << name;
+    }
+    EXPECT_EQ(FindSetting(u"Verify"), nullptr);
+}
+
+TEST(MessageLog, KeepsTheLatestLinesInLocalTime) {
+    FakeTask task;
+    task.localOffsetSeconds = 3600;
+    for (std::size_t index = 0; index < MessageLog::kMaximumLines + 2; ++index)
+        task.log.append(FormatText(u"line %u", {index}));
+    EXPECT_EQ(task.log.lines().size(), MessageLog::kMaximumLines);
+    EXPECT_TRUE(task.log.render().starts_with("2023-11-14 23:13:20 line 2\r\n2023-11-14 23:13:20 line 3\r\n"));
+}
+
+}  // namespace
+}  // namespace tovlark
