@@ -16,7 +16,8 @@ enum class FrontEndEvent : std::uint8_t {
     NoRunFolder,          // `subject`: the folder for the pipes; `error`
     RunFolderNotPrivate,  // `subject`: the same, refused because others could reach into it
     EndedEarly,           // the program ended before it had opened its pipes
-    EndedBySignal,        // `number`: the signal, or the system's exception code
+    EndedBySignal,        // `number`: the signal
+    EndedByException,     // `number`: the system's exception code
     ReaderGone,           // our own standard output cannot be written to any more: `error`
     StoppedAtOnce,        // the user asked a second time
     StepFailed,           // the program's last "<E0>" or "<E1>" was "<E0>", though its status is 0

@@ -18,6 +18,7 @@ Text Describe(const FrontEndNotice& notice) {
         case FrontEndEvent::RunFolderNotPrivate: return texts.format(TextId::RunFolderNotPrivate, {notice.subject});
         case FrontEndEvent::EndedEarly: return texts.format(TextId::ProgramEndedEarly);
         case FrontEndEvent::EndedBySignal: return texts.format(TextId::ProgramEndedBySignal, {notice.number});
+        case FrontEndEvent::EndedByException: return texts.format(TextId::ProgramEndedByException, {notice.number});
         case FrontEndEvent::ReaderGone: return texts.format(TextId::ReaderGone, {reason});
         case FrontEndEvent::StoppedAtOnce: return texts.format(TextId::StoppedAtOnce);
         case FrontEndEvent::StepFailed: return texts.format(TextId::StepFailed);

@@ -84,6 +84,7 @@ enum class TextId : std::uint16_t {
     RunFolderNotPrivate,
     ProgramEndedEarly,
     ProgramEndedBySignal,
+    ProgramEndedByException,
     ReaderGone,
     StoppedAtOnce,
     StepFailed,

@@ -97,9 +97,10 @@ constexpr TextRow kTexts[] = {
      u"Cannot make the console pipes: %s is not a folder that belongs to this user alone."},
     {TextId::ProgramEndedEarly, 614, u"tovlark ended before it had opened its console pipes."},
     {TextId::ProgramEndedBySignal, 615, u"tovlark ended by signal %u."},
-    {TextId::ReaderGone, 616, u"Cannot write to standard output: %s. The command is cancelled."},
-    {TextId::StoppedAtOnce, 617, u"Stopped at once, without tidying up."},
-    {TextId::StepFailed, 618, u"The program reported that a step failed."},
+    {TextId::ProgramEndedByException, 616, u"tovlark ended by exception %08x."},
+    {TextId::ReaderGone, 617, u"Cannot write to standard output: %s. The command is cancelled."},
+    {TextId::StoppedAtOnce, 618, u"Stopped at once, without tidying up."},
+    {TextId::StepFailed, 619, u"The program reported that a step failed."},
 };
 
 constexpr bool InOrder() {
