@@ -1,5 +1,6 @@
 #include "platform/FrontEnd.h"
 
+#include <windows.h>
 #include <algorithm>
 #include <array>
 #include <atomic>
@@ -8,7 +9,6 @@
 #include <sddl.h>
 #include <string>
 #include <thread>
-#include <windows.h>
 
 #include "platform/MarkerFilter.h"
 #include "platform/Paths.h"

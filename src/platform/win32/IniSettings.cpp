@@ -1,6 +1,6 @@
+#include <windows.h>
 #include <span>
 #include <string>
-#include <windows.h>
 
 #include "platform/Files.h"
 #include "platform/Paths.h"

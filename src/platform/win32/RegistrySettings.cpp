@@ -1,7 +1,7 @@
+#include <windows.h>
 #include <algorithm>
 #include <cstring>
 #include <span>
-#include <windows.h>
 
 #include "base/Unique.h"
 #include "platform/Paths.h"
