@@ -52,35 +52,30 @@ bool MayReplace(Task& task, const Text& path, const FileInfo& existing) {
         ReportFile(task, existing.kind == FileKind::Folder ? TextId::OutputIsFolder : TextId::OutputIsNoFile, {path});
         return false;
     }
-    switch (
-        task.session.promptOverwrite(texts[TextId::OverwriteCaption], texts.format(TextId::OverwriteFile, {path}))) {
-        case OverwriteAnswer::Yes:
-        case OverwriteAnswer::YesToAll: return true;
-        case OverwriteAnswer::Cancel: task.flags.cancel = true; return false;
-        default: ReportFile(task, TextId::OutputKept, {path}); return false;
-    }
+    const OverwriteAnswer answer =
+        task.session.promptOverwrite(texts[TextId::OverwriteCaption], texts.format(TextId::OverwriteFile, {path}));
+    if (answer == OverwriteAnswer::Yes || answer == OverwriteAnswer::YesToAll) return true;
+    if (answer != OverwriteAnswer::Cancel) ReportFile(task, TextId::OutputKept, {path});
+    return false;
 }
 
 /// An image cannot hold the file that it replaces. Only files of exactly its size can be that file.
 void LeaveOut(ImageBuildContext& context, const FileInfo& output) {
-    CompilationNode* found = nullptr;
-    do {
-        found = nullptr;
-        std::vector<CompilationNode*> waiting{context.root};
-        while (!waiting.empty() && found == nullptr) {
-            const CompilationNode& folder = *waiting.back();
-            waiting.pop_back();
-            for (CompilationNode* child : folder.folder->children) {
-                FileInfo info;
-                if (child->isFolder())
-                    waiting.push_back(child);
-                else if (child->sizeBytes == output.sizeBytes && child->sourceFolder != nullptr &&
-                         !GetTargetInfo(SourcePath(*child), info).failed() && info.identity == output.identity)
-                    found = child;
-            }
+    std::vector<CompilationNode*> found;
+    std::vector<const CompilationNode*> waiting{context.root};
+    while (!waiting.empty()) {
+        const CompilationNode& folder = *waiting.back();
+        waiting.pop_back();
+        for (CompilationNode* child : folder.folder->children) {
+            FileInfo info;
+            if (child->isFolder())
+                waiting.push_back(child);
+            else if (child->sizeBytes == output.sizeBytes && child->sourceFolder != nullptr &&
+                     !GetTargetInfo(SourcePath(*child), info).failed() && info.identity == output.identity)
+                found.push_back(child);
         }
-        if (found != nullptr) DeleteNode(context, *found);
-    } while (found != nullptr);
+    }
+    for (CompilationNode* node : found) DeleteNode(context, *node);
 }
 
 }  // namespace
