@@ -5,8 +5,8 @@
 namespace tovlark {
 
 CodePageDecoder OpenDecoder(std::uint32_t codePage) {
-    CPINFO facts{};
-    if (codePage == CP_ACP || !::GetCPInfo(codePage, &facts) || facts.MaxCharSize > 2) return {};
+    CPINFO facts{};  // the lowest numbers are names for other pages
+    if (codePage <= CP_THREAD_ACP || !::GetCPInfo(codePage, &facts) || facts.MaxCharSize > 2) return {};
     return [codePage](std::string_view bytes) -> std::optional<char16_t> {
         wchar_t output[4];
         const int count = ::MultiByteToWideChar(codePage, MB_ERR_INVALID_CHARS, bytes.data(),
