@@ -75,7 +75,7 @@ TEST_F(FrontEnd, ReadsStandardInputOnlyWhileAPromptIsOpen) {
     const ProgramEnd loop = runScript("while read line; do $TVCMD ask 1; echo \" $line\"; done", "1\nyes\n2\nno\n3\n");
     EXPECT_EQ(loop.output, "?[yes] 1\n?[no] 2\n?[]- 3\n");
     EXPECT_EQ(runScript("printf '1\\n2\\n' | { $TVCMD words >/dev/null; cat; }").output, "1\n2\n");
-    const std::string longLine(300000, 'l');
+    const std::string longLine(70000, 'l');
     EXPECT_EQ(run({"ask", "2"}, longLine + "\nend\n").output, "?[" + longLine + "]?[end]");
 }
 

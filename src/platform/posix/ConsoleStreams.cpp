@@ -96,7 +96,7 @@ void AnnouncePrompt() {
 bool BindConsolePipes() {
     std::signal(SIGPIPE, SIG_IGN);
     AdoptPromptDescriptor();
-    const RunFolder run = OpenRunFolder(CreateFolder::No);
+    const RunFolder run = OpenRunFolder(MakeFolder::No);
     if (!run.folder) return false;
     const auto reopen = [&](ConsolePipe pipe, int accessMode, int standardDescriptor) {
         return ReopenOnFifo(run.folder.get(), ConsolePipeName(::getpid(), pipe), accessMode, standardDescriptor);

@@ -205,7 +205,7 @@ void ConsoleRun::becomeProgram(const std::string& path, char* const* words, pid_
 bool ConsoleRun::start(const std::vector<Text>& words) {
     const Text path = JoinPath(ProgramFolder(), u"tovlark");
     const std::string pathBytes = ToUtf8(path);
-    place_ = OpenRunFolder(CreateFolder::Yes);
+    place_ = OpenRunFolder(MakeFolder::Yes);
     if (!place_.folder) {
         const auto event = place_.error == EPERM ? FrontEndEvent::RunFolderNotPrivate : FrontEndEvent::NoRunFolder;
         tell_({event, FromUtf8(place_.path), 0, {static_cast<std::uint32_t>(place_.error)}});

@@ -10,8 +10,8 @@ namespace tovlark {
 namespace {
 
 // Returns 0 or the error; everything later goes through the open folder, so that its path may change meanwhile.
-int OpenPrivateFolder(const std::string& path, CreateFolder create, Descriptor& folder) {
-    if (create == CreateFolder::Yes && ::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return errno;
+int OpenPrivateFolder(const std::string& path, MakeFolder make, Descriptor& folder) {
+    if (make == MakeFolder::Yes && ::mkdir(path.c_str(), 0700) != 0 && errno != EEXIST) return errno;
     Descriptor opened(::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
     if (!opened) return errno == ELOOP || errno == ENOTDIR ? EPERM : errno;
     struct stat facts {};
@@ -23,21 +23,21 @@ int OpenPrivateFolder(const std::string& path, CreateFolder create, Descriptor& 
 
 }  // namespace
 
-RunFolder OpenRunFolder(std::string_view runtimeFolder, std::string_view sharedFolder, CreateFolder create) {
+RunFolder OpenRunFolder(std::string_view runtimeFolder, std::string_view sharedFolder, MakeFolder make) {
     RunFolder run;
     if (runtimeFolder.starts_with('/')) {
         run.path = std::string(runtimeFolder) + "/tovlark";
-        run.error = OpenPrivateFolder(run.path, create, run.folder);
+        run.error = OpenPrivateFolder(run.path, make, run.folder);
         if (run.error == 0) return run;
     }
     run.path = std::string(sharedFolder) + "/tovlark-" + std::to_string(::geteuid());
-    run.error = OpenPrivateFolder(run.path, create, run.folder);
+    run.error = OpenPrivateFolder(run.path, make, run.folder);
     return run;
 }
 
-RunFolder OpenRunFolder(CreateFolder create) {
+RunFolder OpenRunFolder(MakeFolder make) {
     const char* runtimeFolder = std::getenv("XDG_RUNTIME_DIR");
-    return OpenRunFolder(runtimeFolder != nullptr ? runtimeFolder : "", "/tmp", create);
+    return OpenRunFolder(runtimeFolder != nullptr ? runtimeFolder : "", "/tmp", make);
 }
 
 std::string ConsolePipeName(pid_t program, ConsolePipe pipe) {

@@ -17,12 +17,12 @@ struct RunFolder {
     int error = 0;      // `errno` of the last one tried; EPERM: not private
 };
 
-enum class CreateFolder : unsigned char { No, Yes };
+enum class MakeFolder : unsigned char { No, Yes };
 
 /// `runtimeFolder` may be empty; it counts only when it is absolute.
-RunFolder OpenRunFolder(std::string_view runtimeFolder, std::string_view sharedFolder, CreateFolder create);
+RunFolder OpenRunFolder(std::string_view runtimeFolder, std::string_view sharedFolder, MakeFolder make);
 /// With $XDG_RUNTIME_DIR and /tmp.
-RunFolder OpenRunFolder(CreateFolder create);
+RunFolder OpenRunFolder(MakeFolder make);
 
 /// The console's FIFOs, in the order in which the program opens them.
 enum class ConsolePipe : unsigned char { Output, Input, Errors };
