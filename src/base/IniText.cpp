@@ -91,6 +91,7 @@ std::optional<std::string_view> FindIniValue(std::string_view bytes, std::string
 
 std::optional<std::string> WithIniValue(std::string_view bytes, std::string_view section, std::string_view name,
                                         std::string_view value) {
+    if (name.empty()) return std::nullopt;
     for (const std::string_view part : {section, name, value})
         if (part.find_first_of(std::string_view("\r\n\0", 3)) != part.npos) return std::nullopt;
 
