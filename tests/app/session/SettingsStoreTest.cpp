@@ -5,7 +5,7 @@
 #include "app/session/MessageLog.h"
 #include "app/session/Settings.h"
 #include "app/session/SettingsStore.h"
-#include "support/FakeTask.h"
+#include "support/FakeSession.h"
 #include "support/TempFolder.h"
 
 namespace tovlark {
@@ -85,24 +85,28 @@ TEST(SettingsStore, BinaryIsCutToTheBuffer) {
 }
 
 TEST(SettingsStore, ResetAsksFirstAndWritesTheDefaults) {
-    const auto run = [](const char* answer, FakeTask& task) {
-        task.input = answer;
-        task.backing->numbers[{u"", u"VerifyData"}] = 0;
-        task.backing->numbers[{u"", u"BurnBuffer"}] = 512;
-        task.backing->numbers[{u"", u"RockRidge"}] = 1;
-        task.backing->binaries[{u"", u"MainWindow"}] = {std::byte{1}};
-        return ResetToDefaults(task.session, task.settings);
+    const auto run = [](const char* answer, FakeSession& fake) {
+        fake.streams.input = answer;
+        fake.fakeSettings.put(u"VerifyData", 0u);
+        fake.fakeSettings.put(u"BurnBuffer", 512u);
+        fake.fakeSettings.put(u"RockRidge", 1u);
+        fake.fakeSettings.put(u"MainWindow", std::vector{std::byte{1}});
+        return ResetToDefaults(fake.session, fake.settings);
     };
-    FakeTask declined;
+    FakeSession declined;
     EXPECT_FALSE(run("n\n", declined));
     EXPECT_EQ(declined.settings.getInt(kBurnBuffer), 512u);
-    FakeTask agreed;
+    FakeSession agreed;
     EXPECT_TRUE(run("y\n", agreed));
-    EXPECT_EQ(agreed.output, "Are you sure you want to reset the application to the default configuration?(y/n): ");
-    const std::map<std::pair<Text, Text>, std::uint32_t> expected{
-        {{u"", u"VerifyData"}, 1}, {{u"", u"EjectAfterBurn"}, 1}, {{u"", u"BurnBuffer"}, 8}, {{u"", u"RockRidge"}, 1}};
-    EXPECT_EQ(agreed.backing->numbers, expected);
-    EXPECT_TRUE((agreed.backing->binaries[{u"", u"MainWindow"}].empty()));
+    EXPECT_EQ(agreed.streams.output,
+              "Are you sure you want to reset the application to the default configuration?(y/n): ");
+    const std::map<std::pair<Text, Text>, FakeSettings::Value> expected{
+        {{u"", u"VerifyData"}, 1u},
+        {{u"", u"EjectAfterBurn"}, 1u},
+        {{u"", u"BurnBuffer"}, 8u},
+        {{u"", u"RockRidge"}, 1u},
+        {{u"", u"MainWindow"}, std::vector<std::byte>{}}};
+    EXPECT_EQ(agreed.fakeSettings.values, expected);
 }
 
 TEST(Settings, RowsHoldTogether) {
@@ -118,12 +122,12 @@ TEST(Settings, RowsHoldTogether) {
 }
 
 TEST(MessageLog, KeepsTheLatestLinesInLocalTime) {
-    FakeTask task;
-    task.localOffsetSeconds = 3600;
+    FakeSession fake;
+    fake.fakeClock.offsetSeconds = 3600;
     for (std::size_t index = 0; index < MessageLog::kMaximumLines + 2; ++index)
-        task.log.append(FormatText(u"line %u", {index}));
-    EXPECT_EQ(task.log.lines().size(), MessageLog::kMaximumLines);
-    EXPECT_TRUE(task.log.render().starts_with("2023-11-14 23:13:20 line 2\r\n2023-11-14 23:13:20 line 3\r\n"));
+        fake.log.append(FormatText(u"line %u", {index}));
+    EXPECT_EQ(fake.log.lines().size(), MessageLog::kMaximumLines);
+    EXPECT_TRUE(fake.log.render().starts_with("2023-11-14 23:13:20 line 2\r\n2023-11-14 23:13:20 line 3\r\n"));
 }
 
 }  // namespace
