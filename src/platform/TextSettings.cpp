@@ -3,6 +3,7 @@
 #include <string>
 
 #include "base/Format.h"
+#include "base/Hex.h"
 #include "base/IniText.h"
 
 namespace tovlark {
@@ -10,13 +11,6 @@ namespace tovlark {
 namespace {
 
 Text SectionOf(TextView key) { return Text(key.empty() ? TextSettings::kRootSection : key); }
-
-int DigitOf(char16_t digit) {
-    if (digit >= u'0' && digit <= u'9') return digit - u'0';
-    if (digit >= u'A' && digit <= u'F') return digit - u'A' + 10;
-    if (digit >= u'a' && digit <= u'f') return digit - u'a' + 10;
-    return -1;
-}
 
 }  // namespace
 
@@ -36,16 +30,9 @@ bool TextSettings::readText(TextView key, TextView name, Text& value) {
 
 bool TextSettings::readBinary(TextView key, TextView name, std::vector<std::byte>& value) {
     const std::optional<Text> text = find(SectionOf(key), Text(name));
-    if (!text || text->size() % 2 != 0) return false;
-    std::vector<std::byte> bytes;
-    bytes.reserve(text->size() / 2);
-    for (std::size_t index = 0; index < text->size(); index += 2) {
-        const int high = DigitOf((*text)[index]), low = DigitOf((*text)[index + 1]);
-        if (high < 0 || low < 0) return false;
-        bytes.push_back(static_cast<std::byte>(high << 4 | low));
-    }
-    value = std::move(bytes);
-    return true;
+    const auto bytes = text ? FromHex(*text) : std::nullopt;
+    value = bytes.value_or(value);
+    return bytes.has_value();
 }
 
 bool TextSettings::writeNumber(TextView key, TextView name, std::uint32_t value) {
@@ -60,14 +47,7 @@ bool TextSettings::writeText(TextView key, TextView name, TextView value) {
 }
 
 bool TextSettings::writeBinary(TextView key, TextView name, const std::vector<std::byte>& value) {
-    constexpr TextView kDigits = u"0123456789ABCDEF";
-    Text text;
-    text.reserve(value.size() * 2);
-    for (const std::byte byte : value) {
-        text += kDigits[std::to_integer<unsigned>(byte >> 4)];
-        text += kDigits[std::to_integer<unsigned>(byte & std::byte{0x0F})];
-    }
-    return writeText(key, name, text);
+    return writeText(key, name, ToHex(value));
 }
 
 }  // namespace tovlark

@@ -1,6 +1,11 @@
 #include "app/session/Settings.h"
 
 #include <algorithm>
+#include <vector>
+
+#include "base/Format.h"
+#include "base/Hex.h"
+#include "base/IniText.h"
 
 namespace tovlark {
 
@@ -105,6 +110,34 @@ const SettingRow* FindSetting(TextView name) {
     const auto found =
         std::ranges::find_if(kSettings, [&](const SettingRow& row) { return EqualsIgnoringCase(row.name, name); });
     return found == std::end(kSettings) ? nullptr : found;
+}
+
+Text ReadAsText(const SettingsStore& settings, const SettingRow& row) {
+    constexpr std::size_t kLargestBinary = 64 * 1024;
+    if (row.kind == SettingKind::String) return settings.getString({row.name, row.textFallback, row.minimumLength});
+    if (row.kind == SettingKind::Number)
+        return FormatText(u"%u", {settings.getInt(row.name, row.fallback, row.minimum, row.maximum)});
+    std::vector<std::byte> bytes(row.sizeBytes == 0 ? kLargestBinary : row.sizeBytes);
+    bytes.resize(settings.getBinary(row.name, bytes));
+    return ToHex(bytes);
+}
+
+bool IsAcceptable(const SettingRow& row, TextView text) {
+    if (row.kind == SettingKind::String) return text.size() >= row.minimumLength;
+    if (row.kind == SettingKind::Number) {
+        const auto number = ParseWholeNumber(ToUtf8(text));
+        return number && ((*number >= row.minimum && *number <= row.maximum) || *number == row.fallback);
+    }
+    const auto bytes = FromHex(text);
+    return bytes && (row.sizeBytes == 0 || bytes->size() == row.sizeBytes);
+}
+
+bool WriteFromText(SettingsStore& settings, const SettingRow& row, TextView text) {
+    if (!IsAcceptable(row, text)) return false;
+    if (row.kind == SettingKind::String) return settings.setString(row.name, text);
+    if (row.kind == SettingKind::Number)
+        return settings.setInt(row.name, ParseWholeNumber(ToUtf8(text)).value_or(row.fallback));
+    return settings.setBinary(row.name, FromHex(text).value_or(std::vector<std::byte>()));
 }
 
 }  // namespace tovlark

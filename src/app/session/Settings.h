@@ -39,4 +39,11 @@ std::span<const SettingRow> AllSettings();
 /// The row of a name, without regard to case; null when there is none.
 const SettingRow* FindSetting(TextView name);
 
+/// What programs read for a row, as text: decimal, the text itself, or hexadecimal.
+Text ReadAsText(const SettingsStore& settings, const SettingRow& row);
+/// True when text in that form is a value that programs would read as it stands.
+bool IsAcceptable(const SettingRow& row, TextView text);
+/// Writes an acceptable text; false when the store did not keep it.
+bool WriteFromText(SettingsStore& settings, const SettingRow& row, TextView text);
+
 }  // namespace tovlark

@@ -60,13 +60,14 @@ bool SettingsStore::setShellIntegration(std::uint32_t bits) {
     return !SetShellExtension(action, JoinPath(ProgramFolder(), u"TOVLSH.DLL")).failed() && isKept;
 }
 
-bool ResetToDefaults(ConsoleSession& session, SettingsStore& settings) {
+ResetOutcome ResetToDefaults(ConsoleSession& session, SettingsStore& settings) {
     constexpr PromptRow kConfirm{TextId::ConfirmReset, Answer::Yes | Answer::No, Answer::No};
-    if (session.prompt(kConfirm) != Answer::Yes) return false;
+    if (session.prompt(kConfirm) != Answer::Yes) return ResetOutcome::Declined;
     bool isKept = true;
     for (const IntSetting& setting : {kVerifyData, kEjectAfterBurn, kBurnBuffer})
         isKept = settings.setInt(setting.name, setting.fallback) && isKept;
-    return settings.setBinary(kMainWindow, {}) && isKept;
+    isKept = settings.setBinary(kMainWindow, {}) && isKept;
+    return isKept ? ResetOutcome::Done : ResetOutcome::NotKept;
 }
 
 }  // namespace tovlark

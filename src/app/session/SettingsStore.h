@@ -52,8 +52,9 @@ private:
 
 class ConsoleSession;
 
+enum class ResetOutcome : std::uint8_t { Done, Declined, NotKept };
+
 /// Asks, and on Yes puts the burning options and the window's place back to their defaults.
-/// False when the user declined or a value was not kept.
-bool ResetToDefaults(ConsoleSession& session, SettingsStore& settings);
+ResetOutcome ResetToDefaults(ConsoleSession& session, SettingsStore& settings);
 
 }  // namespace tovlark

@@ -94,10 +94,10 @@ TEST(SettingsStore, ResetAsksFirstAndWritesTheDefaults) {
         return ResetToDefaults(fake.session, fake.settings);
     };
     FakeSession declined;
-    EXPECT_FALSE(run("n\n", declined));
+    EXPECT_EQ(run("n\n", declined), ResetOutcome::Declined);
     EXPECT_EQ(declined.settings.getInt(kBurnBuffer), 512u);
     FakeSession agreed;
-    EXPECT_TRUE(run("y\n", agreed));
+    EXPECT_EQ(run("y\n", agreed), ResetOutcome::Done);
     EXPECT_EQ(agreed.streams.output,
               "Are you sure you want to reset the application to the default configuration?(y/n): ");
     const std::map<std::pair<Text, Text>, FakeSettings::Value> expected{
