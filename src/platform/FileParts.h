@@ -14,8 +14,6 @@ SystemError FollowLinks(Text& path);
 
 /// ".<finalName>.<process>-<number>.part", the name cut so that the whole is a name that file systems accept.
 Text TemporaryName(TextView finalName, std::uint32_t processId, std::uint32_t number);
-/// Length of a part of a name as the system's file systems count it: bytes or UTF-16 units.
-std::size_t NameUnits(TextView part);
 
 /// `NewFile::append` by reading and writing; `copiedCount` says how much is there already.
 SystemError CopyThroughMemory(const InputFile& source, std::uint64_t offset, std::uint64_t sizeBytes, NewFile& file,

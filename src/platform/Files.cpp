@@ -24,14 +24,14 @@ SystemError FollowLinks(Text& path) {
 }
 
 Text TemporaryName(TextView finalName, std::uint32_t processId, std::uint32_t number) {
-    constexpr std::size_t kLongestName = 255;  // bytes or UTF-16 units, as the system counts
+    constexpr std::size_t kLongestName = 255;  // bytes, as even a Windows share may count
     const Text end = FormatText(u".%u-%u.part", {processId, number});
     const std::size_t room = kLongestName - 1 - end.size();
     std::size_t length = 0, used = 0;
     while (length < finalName.size()) {
         std::size_t next = length;
         NextCodePoint(finalName, next);
-        used += NameUnits(finalName.substr(length, next - length));
+        used += ToUtf8(finalName.substr(length, next - length)).size();
         if (used > room) break;
         length = next;
     }

@@ -47,8 +47,6 @@ int FdOf(std::intptr_t handle) { return static_cast<int>(handle); }
 
 }  // namespace
 
-std::size_t NameUnits(TextView part) { return ToUtf8(part).size(); }
-
 SystemError GetFileInfo(const Text& path, FileInfo& info) {
     return Examine(AT_FDCWD, NativePath(path).c_str(), AT_SYMLINK_NOFOLLOW, info);
 }

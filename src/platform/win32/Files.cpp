@@ -108,8 +108,6 @@ static_assert(sizeof(ReparseHead) == 16);
 
 }  // namespace
 
-std::size_t NameUnits(TextView part) { return part.size(); }
-
 SystemError GetFileInfo(const Text& path, FileInfo& info) {
     return ExaminePath(path, FILE_FLAG_OPEN_REPARSE_POINT, info);
 }
