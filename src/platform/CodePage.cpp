@@ -87,8 +87,8 @@ bool CodePage::Tables::load(const CodePageDecoder& decode) {
         for (unsigned trail = 0; trail < row.size(); ++trail) addEncoding(row[trail], lead << 8 | trail);
     }
     std::ranges::stable_sort(encodings, {}, &Encoding::character);
-    const auto repeated = std::ranges::unique(encodings, {}, &Encoding::character);
-    encodings.erase(repeated.begin(), repeated.end());
+    const auto repeats = [](const Encoding& one, const Encoding& next) { return one.character == next.character; };
+    encodings.erase(std::unique(encodings.begin(), encodings.end(), repeats), encodings.end());
     return true;
 }
 
