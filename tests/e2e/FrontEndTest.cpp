@@ -23,15 +23,14 @@ constexpr int kFailed = 255, kCancelled = 254;
 class FrontEnd : public testing::Test {
 protected:
     FrontEnd() {
-        std::filesystem::copy_file(ProgramFolder() / "tvcmd", folder_ / "tvcmd");
-        std::filesystem::copy_file(ProgramFolder() / "standin", folder_ / "tovlark");
+        std::filesystem::copy_file(ProgramFile("tvcmd"), ProgramFile("tvcmd", folder_.path()));
+        std::filesystem::copy_file(ProgramFile("standin"), ProgramFile("tovlark", folder_.path()));
         std::filesystem::create_directory(folder_ / "run");
         std::filesystem::permissions(folder_ / "run", std::filesystem::perms::owner_all);
     }
 
-    ProgramStart start(std::vector<std::string> words, const std::string& input = {}) const {
-        words.insert(words.begin(), folder_ / "tvcmd");
-        return {.words = words,
+    ProgramStart start(const std::vector<std::string>& words, const std::string& input = {}) const {
+        return {.words = OurProgram("tvcmd", words, folder_.path()),
                 .input = input,
                 .environment = {{"XDG_RUNTIME_DIR", folder_ / "run"}},
                 .timeLimit = std::chrono::seconds(30)};
@@ -43,7 +42,8 @@ protected:
     ProgramEnd runScript(const std::string& script, const std::string& input = {}) const {
         ProgramStart shell = start({}, input);
         shell.words = {"bash", "-c", script};
-        shell.environment["TVCMD"] = folder_ / "tvcmd";
+        std::string& frontEnd = shell.environment["TVCMD"];
+        for (const std::string& word : OurProgram("tvcmd", {}, folder_.path())) frontEnd += word + " ";
         shell.folder = folder_.path();
         return RunProgram(shell);
     }
@@ -56,8 +56,10 @@ protected:
 };
 
 TEST_F(FrontEnd, PassesWordsBothStreamsAndTheStatusUnchanged) {
-    const ProgramEnd end = run({"words", "a b", "", "\"q\"", "\xC3\xA4 \xFF", "-x"});
-    EXPECT_THAT(end.output, testing::EndsWith("\nwords\na b\n\n\"q\"\n\xC3\xA4 \xFF\n-x\n"));
+    // Words of a Windows program are always text.
+    const std::string strange = TestingWindowsPrograms() ? "\xC3\xA4" : "\xC3\xA4 \xFF";
+    const ProgramEnd end = run({"words", "a b", "", "\"q\"", strange, "-x"});
+    EXPECT_THAT(end.output, testing::EndsWith("\nwords\na b\n\n\"q\"\n" + strange + "\n-x\n"));
     EXPECT_EQ(end.errors, "on standard error\r\n");
     EXPECT_EQ(end.status, 3);
     expectNoPipesLeft();
@@ -114,6 +116,7 @@ TEST_F(FrontEnd, TakesMarkersOutOfTheStream) {
 }
 
 TEST_F(FrontEnd, SaysWhyAProgramDidNotRunToItsEnd) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "POSIX signals and permissions";
     const ProgramEnd unbound = run({"unbound"});
     EXPECT_EQ(unbound.status, kFailed);
     EXPECT_THAT(unbound.errors, HasSubstr("before it had opened its console pipes"));
@@ -138,6 +141,7 @@ TEST_F(FrontEnd, SaysWhyAProgramDidNotRunToItsEnd) {
 }
 
 TEST_F(FrontEnd, RequestsToStopReachTheProgramOnce) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "POSIX signals and permissions";
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) {
         RunningProgram program(start({"wait"}));
         ASSERT_TRUE(program.waitForOutput("waiting"));
@@ -151,6 +155,7 @@ TEST_F(FrontEnd, RequestsToStopReachTheProgramOnce) {
 }
 
 TEST_F(FrontEnd, AStopBeforeTheProgramWatchesIsNotLost) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "POSIX signals and permissions";
     RunningProgram program(start({"wait"}));
     program.signal(SIGTERM);
     const ProgramEnd end = program.finish();
@@ -161,6 +166,7 @@ TEST_F(FrontEnd, AStopBeforeTheProgramWatchesIsNotLost) {
 }
 
 TEST_F(FrontEnd, ASecondRequestEndsEvenADeafProgram) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "POSIX signals and permissions";
     for (const char* action : {"stubborn", "deaf"}) {
         // Requests that come at once count as one, hence the repetition.
         const ProgramEnd end = runScript(std::string("$TVCMD ") + action +
@@ -175,11 +181,12 @@ TEST_F(FrontEnd, ASecondRequestEndsEvenADeafProgram) {
 TEST_F(FrontEnd, AReaderThatGoesAwayCancelsTheCommand) {
     const ProgramEnd end = runScript("$TVCMD much 3000000 | head -c 5; exit ${PIPESTATUS[0]}");
     EXPECT_EQ(end.output, "xxxxx");
-    EXPECT_THAT(end.errors, HasSubstr("Cannot write to standard output: Broken pipe"));
+    EXPECT_THAT(end.errors, HasSubstr("Cannot write to standard output: "));
     EXPECT_EQ(end.status, kCancelled);
 }
 
 TEST_F(FrontEnd, TheProgramEndsByItselfWhenTheFrontEndIsKilled) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "POSIX signals and permissions";
     RunningProgram frontEnd(start({"wait"}));
     ASSERT_TRUE(frontEnd.waitForOutput("\n"));
     const auto program = static_cast<pid_t>(std::stoi(frontEnd.soFar().output.substr(8)));
@@ -192,6 +199,7 @@ TEST_F(FrontEnd, TheProgramEndsByItselfWhenTheFrontEndIsKilled) {
 }
 
 TEST_F(FrontEnd, NeverUsesAFolderThatOthersCanReachInto) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "POSIX signals and permissions";
     std::filesystem::create_directory(folder_ / "elsewhere");
     std::filesystem::create_directory_symlink(folder_ / "elsewhere", folder_ / "run/tovlark");
     EXPECT_EQ(run({"words"}).status, 3);

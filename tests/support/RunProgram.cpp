@@ -190,20 +190,22 @@ ProgramEnd RunningProgram::finish() {
 
 ProgramEnd RunProgram(const ProgramStart& start) { return RunningProgram(start).finish(); }
 
+bool TestingWindowsPrograms() { return std::getenv("TOVLARK_EMULATOR") != nullptr; }
+
 std::filesystem::path ProgramFolder() {
     const char* folder = std::getenv("TOVLARK_PROGRAMS");
     return folder != nullptr ? folder : TOVLARK_PROGRAMS;
 }
 
-bool TestingWindowsPrograms() { return std::getenv("TOVLARK_EMULATOR") != nullptr; }
+std::filesystem::path ProgramFile(const std::string& name, const std::filesystem::path& folder) {
+    return folder / (TestingWindowsPrograms() ? name + ".exe" : name);
+}
 
-std::vector<std::string> OurProgram(const std::string& name, const std::vector<std::string>& arguments) {
+std::vector<std::string> OurProgram(const std::string& name, const std::vector<std::string>& arguments,
+                                    const std::filesystem::path& folder) {
     std::vector<std::string> words;
-    if (TestingWindowsPrograms()) {
-        words = {std::getenv("TOVLARK_EMULATOR"), ProgramFolder() / (name + ".exe")};
-    } else {
-        words = {ProgramFolder() / name};
-    }
+    if (TestingWindowsPrograms()) words.emplace_back(std::getenv("TOVLARK_EMULATOR"));
+    words.push_back(ProgramFile(name, folder));
     words.insert(words.end(), arguments.begin(), arguments.end());
     return words;
 }

@@ -69,14 +69,17 @@ private:
 /// Runs a program to its end.
 ProgramEnd RunProgram(const ProgramStart& start);
 
-/// The words that start one of our programs ("tvcmd"), through the emulator when the Windows ones are tested; then
-/// `arguments`.
-std::vector<std::string> OurProgram(const std::string& name, const std::vector<std::string>& arguments = {});
+/// True when the programs under test are the Windows ones, run through an emulator.
+bool TestingWindowsPrograms();
 
 /// The folder of our programs.
 std::filesystem::path ProgramFolder();
 
-/// True when the programs under test are the Windows ones, run through an emulator.
-bool TestingWindowsPrograms();
+/// The file of a program in this folder, ".exe" included where it belongs.
+std::filesystem::path ProgramFile(const std::string& name, const std::filesystem::path& folder = ProgramFolder());
+
+/// The words that start one of our programs ("tvcmd"), through the emulator where one is needed; then `arguments`.
+std::vector<std::string> OurProgram(const std::string& name, const std::vector<std::string>& arguments = {},
+                                    const std::filesystem::path& folder = ProgramFolder());
 
 }  // namespace tovlark

@@ -15,6 +15,14 @@ SettingsStore StoreOver(const TempFolder& folder) {
     return SettingsStore(OpenIniSettings((folder / "tovlark.ini").u16string()));
 }
 
+// The lines of the file. Windows' own writer makes it UTF-16 with CR LF.
+std::string Lines(const TempFolder& folder) {
+    std::string bytes = folder.read("tovlark.ini");
+    if (bytes.starts_with("\xFF\xFE")) std::erase(bytes.erase(0, 2), '\0');
+    std::erase(bytes, '\r');
+    return bytes;
+}
+
 TEST(SettingsStore, ReadsOutsideTheRangeOrOfAnotherTypeGiveTheDefault) {
     constexpr IntSetting kOggSampleRate{u"OggSampleRate", 0, 8000, 48000};
     constexpr IntSetting kAny{u"Any", 7, 0, 0xFFFFFFFF};
@@ -59,7 +67,7 @@ TEST(SettingsStore, EveryReadSeesTheLastWrite) {
     EXPECT_TRUE(store.setInt(u"Width", 0xFFFFFFFF, u"ViewSettings\\AudioCDView"));
     EXPECT_EQ(other.getIntIn(u"Width", 1, u"ViewSettings\\AudioCDView"), 0xFFFFFFFF);
     EXPECT_EQ(other.getIntIn(u"Width", 1, {}), 1u);
-    EXPECT_EQ(folder.read("tovlark.ini"), "[Settings]\nTimeFixed=4\n[ViewSettings\\AudioCDView]\nWidth=4294967295\n");
+    EXPECT_EQ(Lines(folder), "[Settings]\nTimeFixed=4\n[ViewSettings\\AudioCDView]\nWidth=4294967295\n");
 }
 
 TEST(SettingsStore, ATooShortTextCountsAsMissing) {
@@ -79,7 +87,7 @@ TEST(SettingsStore, BinaryIsCutToTheBuffer) {
     EXPECT_EQ(store.getBinary(u"EraseTime", buffer), 0u);
     const std::array bytes{std::byte{0x00}, std::byte{0xAB}, std::byte{0xFF}, std::byte{0x10}, std::byte{0x7E}};
     EXPECT_TRUE(store.setBinary(u"EraseTime", bytes));
-    EXPECT_EQ(folder.read("tovlark.ini"), "[Settings]\nEraseTime=00ABFF107E\n");
+    EXPECT_EQ(Lines(folder), "[Settings]\nEraseTime=00ABFF107E\n");
     EXPECT_EQ(store.getBinary(u"EraseTime", buffer), 4u);
     EXPECT_TRUE(std::equal(buffer.begin(), buffer.end(), bytes.begin()));
 }
