@@ -199,7 +199,7 @@ TEST(NewFiles, TakeTheLongestNames) {
 TEST(NewFiles, CopyRangesOfOtherFiles) {
     const TempFolder folder;
     std::string content;
-    for (int index = 0; content.size() < 3'000'000; ++index) content += std::to_string(index * 7919);
+    for (std::uint64_t index = 0; content.size() < 3'000'000; ++index) content += std::to_string(index * 7919);
     InputFile source;
     ASSERT_FALSE(source.open(TextOf(folder.write("source", content))).failed());
     struct Case {
