@@ -13,8 +13,7 @@
 #include "platform/MarkerFilter.h"
 #include "platform/Paths.h"
 #include "platform/win32/ConsoleNames.h"
-#include "platform/win32/Handle.h"
-#include "platform/win32/Wide.h"
+#include "platform/win32/Native.h"
 
 namespace tovlark {
 
@@ -32,8 +31,6 @@ constexpr int kFailed = -1, kCancelled = -2;
 constexpr wchar_t kEndOfInput = 0x1A;  // Ctrl-Z at the beginning of a line of the console
 
 using Tell = std::function<void(const FrontEndNotice&)>;
-
-SystemError LastError() { return {::GetLastError()}; }
 
 bool HasEnded(HANDLE process) { return ::WaitForSingleObject(process, 0) == WAIT_OBJECT_0; }
 

@@ -6,8 +6,7 @@
 
 #include "platform/Paths.h"
 #include "platform/win32/ConsoleNames.h"
-#include "platform/win32/Handle.h"
-#include "platform/win32/Wide.h"
+#include "platform/win32/Native.h"
 
 namespace tovlark {
 
@@ -16,8 +15,6 @@ namespace {
 // How long a command may take to tidy up once its front end is gone.
 constexpr DWORD kTidyUpMilliseconds = 5000;
 constexpr UINT kCancelledStatus = static_cast<UINT>(-2);
-
-SystemError LastError() { return {::GetLastError()}; }
 
 SystemError Execute(const wchar_t* verb, const Text& program, const std::wstring& arguments, int show) {
     const std::wstring path = ToWide(program);
