@@ -1,0 +1,56 @@
+#include <algorithm>
+#include <new>
+
+#include "app/session/Settings.h"
+#include "app/start/Start.h"
+#include "platform/Main.h"
+#include "platform/Process.h"
+#include "platform/SystemClock.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr int kFailed = -1, kCancelled = -2;
+constexpr TextView kTemplateCommand = u"create_lang_file";
+
+int Run(const std::vector<Text>& words) {
+    const Clock clock = SystemClock();
+    if (const std::uint32_t delay = StartDelay(words)) clock.sleep(clock.self, delay);
+    static Flags flags;  // signals reach it until the process is gone
+    WatchForCancel(flags.cancel);
+    SettingsStore settings(OpenSettings());
+    const Texts texts(LoadLanguage(settings.getInt(kLanguage)));
+    MessageLog log(clock);
+    ConsoleSession session(StandardStreams(), texts, clock, flags);
+    Task task{session, settings, log, clock, flags};
+
+    ConsoleOutcome outcome{AfterConsole::NotEntered};
+    if (KindOfStart(words) == StartKind::Console)
+        outcome = enterConsoleMode(task, words, {BindConsolePipes, SignalNamedEvent});
+    const bool wasElevated = StartDelay(words) > 0 && words.size() > 2 && words[2] == kTemplateCommand;
+    if (outcome.next == AfterConsole::NotEntered && wasElevated) outcome.next = AfterConsole::WriteTemplate;
+    switch (outcome.next) {
+        case AfterConsole::End: return outcome.status;
+        case AfterConsole::WriteTemplate: {
+            const Status status = WriteLanguageTemplate(task, outcome.templatePath);
+            return flags.cancel ? kCancelled : static_cast<int>(status);
+        }
+        case AfterConsole::NotEntered: break;
+    }
+    WriteErrorLine(texts[TextId::StartedWithoutConsole]);
+    return kFailed;
+}
+
+}  // namespace
+
+int ProgramMain(const std::vector<Text>& words) {
+    try {
+        return Run(words);
+    } catch (const std::bad_alloc&) {
+        WriteErrorLine(Texts()[TextId::OutOfMemory]);
+        return kFailed;
+    }
+}
+
+}  // namespace tovlark
