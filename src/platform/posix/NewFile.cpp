@@ -1,17 +1,55 @@
 #include <algorithm>
+#include <atomic>
+#include <climits>
 #include <fcntl.h>
-#include <limits>
 #include <string>
 #include <sys/stat.h>
 #include <unistd.h>
+#include <utility>
 
 #include "platform/FileParts.h"
 #include "platform/Files.h"
 #include "platform/Paths.h"
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/Native.h"
+#include "platform/posix/UnfinishedFiles.h"
 
 namespace tovlark {
+
+namespace {
+
+// One temporary name. Fixed memory: a signal handler reads it.
+struct UnfinishedFile {
+    std::atomic<bool> isTaken, isThere;
+    int folder;
+    char name[NAME_MAX + 1];
+};
+UnfinishedFile unfinishedFiles[16];
+
+// Null when all places are taken: then a hurried end leaves the file behind.
+UnfinishedFile* NoteUnfinished(int folder, const std::string& name) {
+    for (UnfinishedFile& place : unfinishedFiles) {
+        if (place.isTaken.exchange(true)) continue;
+        place.folder = folder;
+        place.name[name.copy(place.name, NAME_MAX)] = '\0';
+        place.isThere = true;
+        return &place;
+    }
+    return nullptr;
+}
+
+void Forget(UnfinishedFile* place) {
+    if (place == nullptr) return;
+    place->isThere = false;
+    place->isTaken = false;
+}
+
+}  // namespace
+
+void RemoveUnfinishedFiles() {
+    for (const UnfinishedFile& place : unfinishedFiles)
+        if (place.isThere) ::unlinkat(place.folder, place.name, 0);
+}
 
 // The file has no name at all until `commit` where the file system can do that, so that nothing stays behind even when
 // the process is killed. Everything goes through the open folder: its path may come to mean another one meanwhile.
@@ -19,9 +57,11 @@ struct NewFile::State {
     Descriptor folder, file;
     Text finalName;
     std::string temporaryName;  // "" while the file has no name
+    UnfinishedFile* note = nullptr;
 
     ~State() {
         if (!temporaryName.empty()) ::unlinkat(folder.get(), temporaryName.c_str(), 0);
+        Forget(note);
     }
 
     SystemError checkTarget() const;
@@ -37,8 +77,10 @@ struct NewFile::State {
             const std::string name = ToUtf8(TemporaryName(finalName, static_cast<std::uint32_t>(::getpid()), number));
             const SystemError error = make(name);
             if (error.code == EEXIST) continue;
-            if (!error.failed()) temporaryName = name;
-            return error;
+            if (error.failed()) return error;
+            temporaryName = name;
+            note = NoteUnfinished(folder.get(), name);
+            return {};
         }
     }
 };
@@ -104,6 +146,7 @@ SystemError NewFile::State::publish() {
     }
     if (::renameat(folder.get(), temporaryName.c_str(), folder.get(), name.c_str()) != 0) return LastError();
     temporaryName.clear();
+    Forget(std::exchange(note, nullptr));
     return {};
 }
 

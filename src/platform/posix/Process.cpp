@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include "platform/posix/StopRequest.h"
+#include "platform/posix/UnfinishedFiles.h"
 
 namespace tovlark {
 
@@ -24,7 +25,10 @@ int stopPipe[2] = {-1, -1};
 static_assert(std::atomic<bool>::is_always_lock_free);
 
 void OnStopSignal(int number) {
-    if (number == SIGINT && stopRequested != 0) ::_exit(kCancelledStatus);
+    if (number == SIGINT && stopRequested != 0) {
+        RemoveUnfinishedFiles();
+        ::_exit(kCancelledStatus);
+    }
     const int savedError = errno;
     stopRequested = 1;
     watched->store(true);

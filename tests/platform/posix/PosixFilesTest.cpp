@@ -13,6 +13,7 @@
 #include "platform/FileParts.h"
 #include "platform/Files.h"
 #include "platform/Paths.h"
+#include "platform/posix/UnfinishedFiles.h"
 #include "support/TempFolder.h"
 
 namespace tovlark {
@@ -158,6 +159,23 @@ TEST(PosixFiles, LeavesNothingWhenKilled) {
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_TRUE(WIFSIGNALED(status));
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+}
+
+// A failed `commit` leaves the file under its temporary name, as it is from the start where a file cannot go without.
+TEST(PosixFiles, LeavesNothingWhenEndedInAHurry) {
+    const TempFolder folder;
+    NewFile file;
+    ASSERT_FALSE(file.create(TextOf(folder / "image")).failed());
+    std::filesystem::create_directory(folder / "image");
+    ASSERT_TRUE(file.commit().failed());
+    RemoveUnfinishedFiles();
+    std::filesystem::remove(folder / "image");
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+    file = NewFile();
+    const Text name = TemporaryName(u"image", static_cast<std::uint32_t>(::getpid()), 0);
+    folder.write(ToUtf8(name), "");
+    RemoveUnfinishedFiles();
+    EXPECT_FALSE(std::filesystem::is_empty(folder.path())) << "the name is no longer ours";
 }
 
 TEST(PosixFiles, ReportsAFullDisk) {
