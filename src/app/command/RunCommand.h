@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "app/command/CommandContext.h"
@@ -16,6 +17,9 @@ struct RequestFault {
     TextId text;
     Text argument;  // for texts that take one
 };
+
+/// What -ot asks for, or else what the output file's suffix stands for; nothing when that is unknown.
+std::optional<OutputType> EffectiveOutputType(const CommandRequest& request);
 
 /// Everything that is wrong with a request by its words alone, in the order in which it is reported.
 std::vector<RequestFault> CheckRequest(const CommandRequest& request);

@@ -34,6 +34,11 @@ Text SettingsStore::getString(const TextSetting& setting) const {
                : Text(setting.fallback);
 }
 
+Text SettingsStore::getStringIn(TextView name, TextView fallback, TextView key) const {
+    Text value;
+    return backing_->readText(key, name, value) ? value : Text(fallback);
+}
+
 std::size_t SettingsStore::getBinary(TextView name, std::span<std::byte> buffer) const {
     std::vector<std::byte> value;
     if (!backing_->readBinary({}, name, value)) return 0;

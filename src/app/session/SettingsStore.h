@@ -35,6 +35,7 @@ public:
     std::uint32_t getIntIn(TextView name, std::uint32_t fallback, TextView key) const;
     Text getString(TextView name, TextView fallback) const;
     Text getString(const TextSetting& setting) const;
+    Text getStringIn(TextView name, TextView fallback, TextView key) const;
     /// Fills up to the buffer's size; returns the number of bytes read, 0 when missing.
     std::size_t getBinary(TextView name, std::span<std::byte> buffer) const;
 

@@ -1,0 +1,161 @@
+#include "app/command/RunCommand.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "app/command/Grammars.h"
+#include "app/command/SourceImage.h"
+#include "app/command/Usage.h"
+#include "authoring/ImageWriter.h"
+#include "platform/Process.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr TextView kDrivesKey = u"Drives";
+
+Status Fail(CommandContext& context, TextId text, std::initializer_list<FormatArgument> arguments = {}) {
+    context.task.session.printLine(text, arguments);
+    return Status::Failed;
+}
+
+Status NotInThisBuild(CommandContext& context, TextView what) { return Fail(context, TextId::NotInThisBuild, {what}); }
+
+/// Reports the first fault only: a person mends one at a time.
+bool PassesChecks(CommandContext& context) {
+    const std::vector<RequestFault> faults = CheckRequest(context.request);
+    if (!faults.empty()) context.task.session.printLine(faults[0].text, {faults[0].argument});
+    return faults.empty();
+}
+
+/// True when the letter of a well-formed drive word stands for a device, else a message.
+bool FindDrive(CommandContext& context, const Text& word) {
+    const char16_t letter = *ParseDrive(word);
+    if (!context.task.settings.getStringIn(TextView(&letter, 1), {}, kDrivesKey).empty()) return true;
+    context.task.session.printLine(TextId::NoSuchDrive, {TextView(&letter, 1)});
+    return false;
+}
+
+/// The source is a drive that exists or a file that can be read.
+bool FindSource(CommandContext& context) {
+    const Text& source = context.request.source;
+    return ParseDrive(source) ? FindDrive(context, source)
+                              : CanOpenImage(context.task, source, TextId::CannotOpenImage);
+}
+
+Status RunNothing(CommandContext&) { return Status::Ok; }
+
+Status RunUsage(CommandContext& context) {
+    PrintUsage(context.task);
+    return Status::Ok;
+}
+
+Status RunCreateLanguageFile(CommandContext& context) {
+    context.keepRunning = true;
+    return Status::Ok;
+}
+
+Status RunCreate(CommandContext& context) {
+    if (!PassesChecks(context)) return Status::Failed;
+    const auto type = EffectiveOutputType(context.request);
+    if (type == OutputType::Psa) return NotInThisBuild(context, u"create (psa)");
+    if (type == OutputType::Bin) return NotInThisBuild(context, u"create (bin)");
+    if (context.compilation.udfEnabled) return NotInThisBuild(context, u"create (-udf on)");
+    if (context.request.imageOptions.isAnySet()) context.task.session.printLine(TextId::ImageOptionsUnused);
+    return CreateImageFile(context.task, context.compilation, context.request.outputFile);
+}
+
+Status RunBurnImage(CommandContext& context) {
+    const CommandRequest& request = context.request;
+    if (!PassesChecks(context) || !CanOpenImage(context.task, request.source, TextId::CannotOpenImage))
+        return Status::Failed;
+    if (IsPackedArchive(request.source)) {
+        ConsoleSession& session = context.task.session;
+        session.printLine(FormatText(u"%s\r\n\r\n%s", {request.source, session.texts()[TextId::UnpackBeforeBurning]}));
+        return Status::Failed;
+    }
+    return FindDrive(context, request.target) ? NotInThisBuild(context, u"burn-image") : Status::Failed;
+}
+
+Status RunCopyDisc(CommandContext& context) {
+    if (!PassesChecks(context) || !FindDrive(context, context.request.target) || !FindSource(context))
+        return Status::Failed;
+    return NotInThisBuild(context, u"copy-disc");
+}
+
+Status RunEraseDisc(CommandContext& context) {
+    if (!PassesChecks(context) || !FindDrive(context, context.request.target)) return Status::Failed;
+    return NotInThisBuild(context, u"erase-disc");
+}
+
+/// Commands that read a disc or an image and have nothing else to look up.
+Status RunOnSource(CommandContext& context, TextView command) {
+    return PassesChecks(context) && FindSource(context) ? NotInThisBuild(context, command) : Status::Failed;
+}
+
+Status RunMakeImage(CommandContext& context) { return RunOnSource(context, u"make-image"); }
+Status RunConvert(CommandContext& context) { return RunOnSource(context, u"convert"); }
+Status RunList(CommandContext& context) { return RunOnSource(context, u"list"); }
+Status RunExtract(CommandContext& context) { return RunOnSource(context, u"extract"); }
+Status RunRip(CommandContext& context) { return RunOnSource(context, u"rip"); }
+
+TextView NameOf(PartitionType type) {
+    switch (type) {
+        case PartitionType::Fat12: return u"FAT12";
+        case PartitionType::Fat16: return u"FAT16";
+        case PartitionType::Ntfs: return u"NTFS";
+        case PartitionType::Fat32: break;
+    }
+    return u"FAT32";
+}
+
+Status RunCreateBootableUsbDrive(CommandContext& context) {
+    if (!IsAdministrator()) return Fail(context, TextId::NeedsAdministrator);
+    const CommandRequest& request = context.request;
+    if (!PassesChecks(context) || !CanOpenImage(context.task, request.source, TextId::CannotOpenImage) ||
+        !FindDrive(context, request.target))
+        return Status::Failed;
+    ConsoleSession& session = context.task.session;
+    session.printLine(TextId::BootSourceFile, {request.source});
+    session.printLine(TextId::BootDestination, {request.target});
+    session.printLine(TextId::BootPartitionStyle, {context.usbBoot.style == PartitionStyle::Gpt ? u"GPT" : u"MBR"});
+    session.printLine(TextId::BootPartitionType, {NameOf(context.usbBoot.type)});
+    return NotInThisBuild(context, u"create-bootable-usb-drive");
+}
+
+struct RunStep {
+    CommandKind kind;
+    Status (*run)(CommandContext& context);
+};
+
+// `edit` has none: its image cannot be opened, so that the line never becomes a command.
+constexpr RunStep kRunSteps[] = {
+    {CommandKind::Mount, RunNothing},
+    {CommandKind::Unmount, RunNothing},
+    {CommandKind::UnmountAll, RunNothing},
+    {CommandKind::ListVirtualDrives, RunNothing},
+    {CommandKind::AutoMount, RunNothing},
+    {CommandKind::List, RunList},
+    {CommandKind::Extract, RunExtract},
+    {CommandKind::Convert, RunConvert},
+    {CommandKind::Usage, RunUsage},
+    {CommandKind::Create, RunCreate},
+    {CommandKind::CreateLanguageFile, RunCreateLanguageFile},
+    {CommandKind::MakeImage, RunMakeImage},
+    {CommandKind::BurnImage, RunBurnImage},
+    {CommandKind::CopyDisc, RunCopyDisc},
+    {CommandKind::Rip, RunRip},
+    {CommandKind::EraseDisc, RunEraseDisc},
+    {CommandKind::CreateBootableUsbDrive, RunCreateBootableUsbDrive},
+};
+
+}  // namespace
+
+Status RunCommand(CommandContext& context) {
+    if (context.isDoomed || context.task.flags.cancel) return Status::Failed;
+    const auto step = std::ranges::find(kRunSteps, context.request.command, &RunStep::kind);
+    return step == std::end(kRunSteps) ? Status::Failed : step->run(context);
+}
+
+}  // namespace tovlark
