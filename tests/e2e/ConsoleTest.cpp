@@ -78,8 +78,8 @@ TEST_F(Console, AStopDuringALongCommandLeavesNothingBehind) {
     // Large enough to be still under way when the signal comes, and sparse.
     const std::filesystem::path large = folder_.write("tree/large", "");
     std::filesystem::resize_file(large, std::uintmax_t{3} << 30);
-    RunningProgram program(start({"create", "-o", "out/x.iso", "-add", "tree", "/"}));
     std::filesystem::create_directory(folder_ / "out");
+    RunningProgram program(start({"create", "-o", "out/x.iso", "-add", "tree", "/"}));
     ASSERT_TRUE(program.waitForOutput("   1%"));
     program.signal(SIGINT);
     const ProgramEnd end = program.finish();

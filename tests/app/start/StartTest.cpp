@@ -102,7 +102,7 @@ TEST_F(ConsoleMode, SignalsTheEventAfterEveryRunStepButNotAfterAParseError) {
     const Case cases[] = {
         {"success not told", {u"tovlark", u"automount", u"-evt", u"e1"}, false, 0, {u"e1"}},
         {"failure not told", {u"tovlark", u"-evt", u"e2"}, false, -1, {u"e2"}},
-        {"cancel not told", {u"tovlark", u"-evt", u"e3", u"automount"}, true, -2, {}},
+        {"command run after a stop", {u"tovlark", u"-evt", u"e3", u"automount"}, true, -2, {}},
         {"bad line told", {u"tovlark", u"-evt", u"e4", u"wrong"}, false, -1, {}},
         {"missing event ends the process", {u"tovlark", u"automount", u"-evt", u"missing"}, false, 0, {u"missing"}},
     };
