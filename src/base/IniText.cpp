@@ -106,7 +106,9 @@ std::optional<std::string> WithIniValue(std::string_view bytes, std::string_view
     const std::size_t end = place.entry ? place.entry->end : first;
     std::string result(bytes.substr(0, first));
     if (place.entry && first == 0 && bytes.starts_with(kUtf8Mark)) result = kUtf8Mark;
-    if (!result.empty() && result != kUtf8Mark && !result.ends_with('\n')) result += lineEnd;
+    // A CR at the very end is the first half of a line end already.
+    if (!result.empty() && result != kUtf8Mark && !result.ends_with('\n'))
+        result += result.ends_with('\r') ? "\n" : lineEnd;
     if (!place.entry && !place.gap) result.append("[").append(section).append("]").append(lineEnd);
     result.append(entry).append(bytes.substr(end));
     if (FindIniValue(result, section, name) != value) return std::nullopt;
