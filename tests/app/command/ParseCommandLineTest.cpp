@@ -1,11 +1,11 @@
 #include <gtest/gtest.h>
 #include <set>
 
-#include "CommandFixture.h"
 #include "app/command/Grammars.h"
 #include "app/command/OptionTable.h"
 #include "app/command/ParseCommandLine.h"
 #include "base/Dates.h"
+#include "support/CommandLine.h"
 #include "support/TempFolder.h"
 
 namespace tovlark {

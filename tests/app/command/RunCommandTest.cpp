@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <gtest/gtest.h>
 
-#include "CommandFixture.h"
 #include "app/command/RunCommand.h"
+#include "support/CommandLine.h"
 #include "support/TempFolder.h"
 
 namespace tovlark {
