@@ -169,8 +169,8 @@ TEST_F(FrontEnd, ASecondRequestEndsEvenADeafProgram) {
     if (TestingWindowsPrograms()) GTEST_SKIP() << "POSIX signals and permissions";
     for (const char* action : {"stubborn", "deaf"}) {
         // Requests that come at once count as one, hence the repetition.
-        const ProgramEnd end = runScript(std::string("$TVCMD ") + action +
-                                         " > out & until grep -q running out; do sleep 0.05; done;"
+        const ProgramEnd end = runScript(std::string("rm -f out; $TVCMD ") + action +
+                                         " > out & until grep -qs running out; do sleep 0.05; done;"
                                          "while kill -TERM $! 2>/dev/null; do sleep 0.1; done; wait $!");
         EXPECT_EQ(end.status, kCancelled) << action;
         EXPECT_EQ(end.errors, "Stopped at once, without tidying up.\r\n") << action;
