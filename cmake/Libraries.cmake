@@ -4,7 +4,7 @@ find_package(Threads REQUIRED)
 
 set(host_headers ${CMAKE_BINARY_DIR}/host-headers)
 file(MAKE_DIRECTORY ${host_headers})
-foreach(name CLI)
+foreach(name CLI nlohmann)
   if(NOT EXISTS /usr/include/${name})
     message(FATAL_ERROR "/usr/include/${name} is missing: run scripts/install-dependencies")
   endif()
