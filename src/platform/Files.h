@@ -106,6 +106,9 @@ private:
 /// Reads a whole small file; fails with the system's "file too large" error beyond `limitBytes`.
 SystemError ReadWholeFile(const Text& path, std::uint64_t limitBytes, std::string& bytes);
 
+/// Adds the bytes to the end of a file, which is made when it is missing. A FIFO that nobody reads is an error.
+SystemError AppendToFile(const Text& path, std::span<const std::byte> bytes);
+
 SystemError RemoveFile(const Text& path);
 /// Creates a folder and the missing ones above it.
 SystemError CreateFolders(const Text& path);

@@ -163,7 +163,7 @@ std::string Utf8(const Tool& tool, TextId id) { return ToUtf8(tool.texts[id]); }
 int ProgramMain(const std::vector<Text>& words) {
     Tool tool;
     CLI::App app(Utf8(tool, TextId::TvsetPurpose), "tvset");
-    app.require_subcommand(1);
+    app.require_subcommand(0, 1);  // that one is needed is said below, after a wrong word was named
     int status = kOk;
     const auto command = [&](const char* word, TextId purpose, int (*run)(Tool&)) {
         CLI::App* added = app.add_subcommand(word, Utf8(tool, purpose));
@@ -188,6 +188,7 @@ int ProgramMain(const std::vector<Text>& words) {
     std::reverse(arguments.begin(), arguments.end());
     try {
         app.parse(std::move(arguments));
+        if (app.get_subcommands().empty()) throw CLI::RequiredError::Subcommand(1);
     } catch (const CLI::ParseError& error) {
         std::ostringstream help, trouble;
         if (app.exit(error, help, trouble) == 0) {

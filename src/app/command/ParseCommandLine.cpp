@@ -8,11 +8,17 @@ namespace tovlark {
 
 namespace {
 
-constexpr TextView kCurrentFolderWord = u"-wd";
+constexpr TextView kCurrentFolderWord = u"-wd", kEventWord = u"-evt";
 
 Status Fail(CommandContext& context, TextId text, const Text& word) {
     context.task.session.printLine(text, {word});
     return Status::Failed;
+}
+
+/// Whoever waits for the end of the process is told of it even when the line was left before that word.
+void TakeEventName(CommandContext& context, Words rest) {
+    const auto word = std::ranges::find(rest, kEventWord);
+    if (word != rest.end()) EventSwitch(context, rest.subspan(static_cast<std::size_t>(word - rest.begin())));
 }
 
 }  // namespace
@@ -43,6 +49,7 @@ Status ParseCommandLine(CommandContext& context) {
         if (taken == 0) return Fail(context, TextId::BadParameter, words[0]);
         words = words.subspan(taken);
     }
+    if (context.task.flags.cancel) TakeEventName(context, words);
     return Status::Ok;
 }
 

@@ -10,7 +10,8 @@ std::size_t FirstCommandWord(const std::vector<Text>& words);
 
 /// Fills the request from the words; switches that edit the compilation do so at once, in their order.
 /// Failed with a message on a bad word. With `endStatus` set the process is to end with it, nothing more is run.
-/// A set cancel flag stops parsing between two words and gives Ok: `RunCommand` then does nothing.
+/// A set cancel flag stops parsing between two words (only the event's name is still looked for) and gives Ok:
+/// `RunCommand` then does nothing.
 Status ParseCommandLine(CommandContext& context);
 
 }  // namespace tovlark

@@ -88,7 +88,7 @@ constexpr SettingRow kSettings[] = {
     // The program
     Number(kLanguage, u"Windows identifier of the language of messages (0: the system's; the console's is English)"),
     String({u"TempFolder", u"", 0}, u"folder for temporary files (empty: the system's)"),
-    String({u"MessageLogFile", u"", 0}, u"file to which the message log is added after each run (empty: none)"),
+    String(kMessageLogFile, u"file to which the message log is added after each run (empty: none)"),
     Number({u"EnableDarkMode", 0, 0, 1}, u"dark windows"),
     Number({u"RememberUiSettings", 1, 0, 1}, u"keep the layout of windows and lists"),
     Number({u"DefaultActionOnDrop", 0, 0, kAny},

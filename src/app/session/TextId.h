@@ -123,6 +123,7 @@ enum class TextId : std::uint16_t {
     TemplateNotWritten,
     CannotSignalEvent,
     OutOfMemory,
+    MessageLogNotKept,
     ProgramMissing,
     CannotStartProgram,
     NoRunFolder,

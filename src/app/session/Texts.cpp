@@ -202,6 +202,7 @@ constexpr TextRow kTexts[] = {
     {TextId::TemplateNotWritten, 604, u"%s was not written."},
     {TextId::CannotSignalEvent, 605, u"Cannot signal the event %s: %s."},
     {TextId::OutOfMemory, 606, u"There is not enough memory to go on."},
+    {TextId::MessageLogNotKept, 607, u"The message log cannot be added to %s: %s."},
     {TextId::ProgramMissing, 610, u"Cannot find the program: %s is missing."},
     {TextId::CannotStartProgram, 611, u"Cannot start %s: %s."},
     {TextId::NoRunFolder, 612, u"Cannot make the console pipes in %s: %s."},

@@ -11,8 +11,26 @@ namespace tovlark {
 
 namespace {
 
-constexpr int kFailed = -1, kCancelled = -2;
+constexpr int kFailed = -1;
 constexpr TextView kTemplateCommand = u"create_lang_file";
+
+int RunTask(Task& task, const std::vector<Text>& words) {
+    ConsoleOutcome outcome{AfterConsole::NotEntered};
+    if (KindOfStart(words) == StartKind::Console)
+        outcome = enterConsoleMode(task, words, {BindConsolePipes, SignalNamedEvent});
+    const bool wasElevated = StartDelay(words) > 0 && words.size() > 2 && words[2] == kTemplateCommand;
+    if (outcome.next == AfterConsole::NotEntered && wasElevated) outcome.next = AfterConsole::WriteTemplate;
+    switch (outcome.next) {
+        case AfterConsole::End: return outcome.status;
+        case AfterConsole::WriteTemplate: {
+            const Status status = WriteLanguageTemplate(task, outcome.templatePath);
+            return EndStatus(task.flags, status);
+        }
+        case AfterConsole::NotEntered: break;
+    }
+    WriteErrorLine(task.session.texts()[TextId::StartedWithoutConsole]);
+    return kFailed;
+}
 
 int Run(const std::vector<Text>& words) {
     const Clock clock = SystemClock();
@@ -25,21 +43,9 @@ int Run(const std::vector<Text>& words) {
     ConsoleSession session(StandardStreams(), texts, clock, flags);
     Task task{session, settings, log, clock, flags};
 
-    ConsoleOutcome outcome{AfterConsole::NotEntered};
-    if (KindOfStart(words) == StartKind::Console)
-        outcome = enterConsoleMode(task, words, {BindConsolePipes, SignalNamedEvent});
-    const bool wasElevated = StartDelay(words) > 0 && words.size() > 2 && words[2] == kTemplateCommand;
-    if (outcome.next == AfterConsole::NotEntered && wasElevated) outcome.next = AfterConsole::WriteTemplate;
-    switch (outcome.next) {
-        case AfterConsole::End: return outcome.status;
-        case AfterConsole::WriteTemplate: {
-            const Status status = WriteLanguageTemplate(task, outcome.templatePath);
-            return flags.cancel ? kCancelled : static_cast<int>(status);
-        }
-        case AfterConsole::NotEntered: break;
-    }
-    WriteErrorLine(texts[TextId::StartedWithoutConsole]);
-    return kFailed;
+    const int status = RunTask(task, words);
+    KeepMessageLog(task);
+    return status;
 }
 
 }  // namespace

@@ -28,12 +28,12 @@ void SignalEnd(Task& task, const ConsoleSeams& seams, Text& eventName) {
     eventName.clear();
 }
 
+}  // namespace
+
 int EndStatus(const Flags& flags, Status status) {
     if (flags.cancel) return kCancelled;
     return flags.error ? kFailed : static_cast<int>(status);
 }
-
-}  // namespace
 
 StartKind KindOfStart(const std::vector<Text>& words) {
     if (words.size() < 3 || !EqualsIgnoringCase(words[1], kInternalStart)) return StartKind::Console;

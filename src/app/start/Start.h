@@ -22,6 +22,9 @@ StartKind KindOfStart(const std::vector<Text>& words);
 /// "/sleep=3000". 0 without it, at most a minute.
 std::uint32_t StartDelay(const std::vector<Text>& words);
 
+/// Exit status of a task: -2 when cancelled, -1 when anything failed, else the task's own.
+int EndStatus(const Flags& flags, Status status);
+
 /// What console mode needs of the system.
 struct ConsoleSeams {
     bool (*bindPipes)();
@@ -45,6 +48,9 @@ struct ConsoleOutcome {
 /// command line and signals the event that it names. Status: -2 when cancelled, -1 when anything failed, else the
 /// command's.
 ConsoleOutcome enterConsoleMode(Task& task, const std::vector<Text>& words, const ConsoleSeams& seams);
+
+/// Adds the message log to the file that the setting "MessageLogFile" names, if any; says so when it cannot.
+void KeepMessageLog(Task& task);
 
 /// Writes the template of a language file, elevated if need be. An existing file is asked about.
 Status WriteLanguageTemplate(Task& task, const Text& path);

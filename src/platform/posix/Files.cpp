@@ -90,6 +90,20 @@ SystemError ReadSymbolicLink(const Text& path, Text& target) {
 
 bool IsNotFound(SystemError error) { return error.code == ENOENT || error.code == ENOTDIR; }
 
+SystemError AppendToFile(const Text& path, std::span<const std::byte> bytes) {
+    // Without O_NONBLOCK a FIFO would wait for a reader.
+    const Descriptor file(
+        ::open(NativePath(path).c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666));
+    if (!file) return LastError();
+    while (!bytes.empty()) {
+        const ssize_t count = ::write(file.get(), bytes.data(), bytes.size());
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return LastError();
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+    }
+    return {};
+}
+
 SystemError RemoveFile(const Text& path) {
     return ::unlink(NativePath(path).c_str()) == 0 ? SystemError{} : LastError();
 }

@@ -157,6 +157,20 @@ bool IsNotFound(SystemError error) {
     return std::ranges::find(kReasons, error.code) != std::end(kReasons);
 }
 
+SystemError AppendToFile(const Text& path, std::span<const std::byte> bytes) {
+    const Handle file = OwnHandle(::CreateFileW(NativePath(path).c_str(), FILE_APPEND_DATA, kShareAll, nullptr,
+                                                OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) return LastError();
+    while (!bytes.empty()) {
+        constexpr std::size_t kMostAtOnce = 1 << 30;
+        DWORD count = 0;
+        const DWORD wanted = static_cast<DWORD>(std::min(bytes.size(), kMostAtOnce));
+        if (!::WriteFile(file.get(), bytes.data(), wanted, &count, nullptr)) return LastError();
+        bytes = bytes.subspan(count);
+    }
+    return {};
+}
+
 SystemError RemoveFile(const Text& path) {
     return ::DeleteFileW(NativePath(path).c_str()) ? SystemError{} : LastError();
 }

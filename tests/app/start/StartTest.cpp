@@ -3,6 +3,7 @@
 
 #include "app/start/Start.h"
 #include "support/FakeSession.h"
+#include "support/TempFolder.h"
 
 namespace tovlark {
 namespace {
@@ -102,7 +103,7 @@ TEST_F(ConsoleMode, SignalsTheEventAfterEveryRunStepButNotAfterAParseError) {
     const Case cases[] = {
         {"success not told", {u"tovlark", u"automount", u"-evt", u"e1"}, false, 0, {u"e1"}},
         {"failure not told", {u"tovlark", u"-evt", u"e2"}, false, -1, {u"e2"}},
-        {"command run after a stop", {u"tovlark", u"-evt", u"e3", u"automount"}, true, -2, {}},
+        {"command run after a stop", {u"tovlark", u"create_lang_file", u"-evt", u"e3"}, true, -2, {u"e3"}},
         {"bad line told", {u"tovlark", u"-evt", u"e4", u"wrong"}, false, -1, {}},
         {"missing event ends the process", {u"tovlark", u"automount", u"-evt", u"missing"}, false, 0, {u"missing"}},
     };
@@ -114,6 +115,20 @@ TEST_F(ConsoleMode, SignalsTheEventAfterEveryRunStepButNotAfterAParseError) {
         EXPECT_EQ(signalled, one.signalled) << one.fault;
     }
     EXPECT_THAT(fake_.streams.output, testing::HasSubstr("Cannot signal the event missing: "));
+}
+
+TEST_F(ConsoleMode, MessageLogIsAddedToTheFileThatASettingNames) {
+    const TempFolder folder;
+    const Text path = (folder / "log").u16string();
+    fake_.log.append(u"one");
+    KeepMessageLog(fake_.task);
+    fake_.fakeSettings.put(u"MessageLogFile", path);
+    for (int run = 0; run < 2; ++run) KeepMessageLog(fake_.task);
+    EXPECT_EQ(fake_.streams.output, "");
+    EXPECT_EQ(folder.read("log"), fake_.log.render() + fake_.log.render());
+    fake_.fakeSettings.put(u"MessageLogFile", folder.path().u16string());
+    KeepMessageLog(fake_.task);
+    EXPECT_THAT(fake_.streams.output, testing::StartsWith("The message log cannot be added to "));
 }
 
 TEST_F(ConsoleMode, FlagsDecideTheStatus) {
