@@ -29,19 +29,17 @@ TextId ClashWith(const CompilationNode& existing, NodeKind added) {
 
 enum class Replacing : std::uint8_t { Yes, No, Cancelled };
 
-Replacing AskToReplace(Task& task, ImageBuildContext& context, const CompilationNode& existing) {
-    if (!context.replaceAll.has_value()) {
-        const Texts& texts = task.session.texts();
-        switch (task.session.promptOverwrite(texts[TextId::ReplaceFile],
-                                             texts.format(TextId::ReplaceFileQuestion, {PathInImage(existing)}))) {
-            case OverwriteAnswer::Yes: return Replacing::Yes;
-            case OverwriteAnswer::No: return Replacing::No;
-            case OverwriteAnswer::YesToAll: context.replaceAll = true; break;
-            case OverwriteAnswer::NoToAll: context.replaceAll = false; break;
-            case OverwriteAnswer::Cancel: task.flags.cancel = true; return Replacing::Cancelled;
-        }
+Replacing AskToReplace(Task& task, const CompilationNode& existing) {
+    const Texts& texts = task.session.texts();
+    switch (task.session.promptOverwrite(texts[TextId::ReplaceFile],
+                                         texts.format(TextId::ReplaceFileQuestion, {PathInImage(existing)}))) {
+        case OverwriteAnswer::Yes:
+        case OverwriteAnswer::YesToAll: return Replacing::Yes;
+        case OverwriteAnswer::No:
+        case OverwriteAnswer::NoToAll: return Replacing::No;
+        case OverwriteAnswer::Cancel: break;
     }
-    return *context.replaceAll ? Replacing::Yes : Replacing::No;
+    return Replacing::Cancelled;
 }
 
 /// True for a path that ends in a separator and ".": only what the folder holds is meant.
@@ -193,7 +191,7 @@ private:
             return false;
         }
         startLine();
-        const Replacing answer = AskToReplace(task_, context_, existing);
+        const Replacing answer = AskToReplace(task_, existing);
         if (answer == Replacing::No) refuse(place.path(), texts_[TextId::NotReplaced]);
         return answer == Replacing::Yes;
     }
@@ -274,7 +272,7 @@ bool MakeRoom(Task& task, ImageBuildContext& context, const CompilationNode& nod
     else if (existing = FindChild(target, node.longName); existing != nullptr) {
         reason = node.isFolder() && existing->isFolder() ? TextId::FolderNameTaken : ClashWith(*existing, node.kind);
         if (reason == TextId::Count) {
-            const Replacing answer = AskToReplace(task, context, *existing);
+            const Replacing answer = AskToReplace(task, *existing);
             if (answer == Replacing::Cancelled) return false;
             if (answer == Replacing::No) reason = TextId::NotReplaced;
         }

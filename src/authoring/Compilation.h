@@ -4,7 +4,6 @@
 #include <deque>
 #include <limits>
 #include <memory_resource>
-#include <optional>
 #include <span>
 #include <unordered_map>
 #include <vector>
@@ -156,7 +155,6 @@ struct ImageBuildContext {
     UnixSeconds startedAt = 0;        // the clock when the compilation was made
 
     std::vector<CompilationNode*> priority;  // files to be written first, in this order
-    std::optional<bool> replaceAll;          // the answer "to all" of the overwrite prompt while adding
 
     BuildError error = BuildError::None;
     Text errorSubject;  // the path or name the error is about

@@ -193,7 +193,7 @@ bool ConsoleSession::repeatsTooOften(TextView question) {
 }
 
 OverwriteAnswer ConsoleSession::promptOverwrite(TextView caption, TextView text) {
-    if (answerToAll_) return *answerToAll_;
+    if (const auto given = answersToAll_.find(caption); given != answersToAll_.end()) return given->second;
     for (;;) {
         if (flags_.cancel) return OverwriteAnswer::Cancel;
         print(FormatText(u"%s: %s%s", {caption, text, kOverwriteChoices}));
@@ -201,8 +201,8 @@ OverwriteAnswer ConsoleSession::promptOverwrite(TextView caption, TextView text)
         for (const OverwriteWords& row : kOverwriteAnswers) {
             if (!Matches(line, row.word, row.letter)) continue;
             print(u"\r\n");
-            if (row.answer == OverwriteAnswer::YesToAll) answerToAll_ = OverwriteAnswer::Yes;
-            if (row.answer == OverwriteAnswer::NoToAll) answerToAll_ = OverwriteAnswer::No;
+            if (row.answer == OverwriteAnswer::YesToAll) answersToAll_.emplace(caption, OverwriteAnswer::Yes);
+            if (row.answer == OverwriteAnswer::NoToAll) answersToAll_.emplace(caption, OverwriteAnswer::No);
             if (row.answer == OverwriteAnswer::Cancel) flags_.cancel = true;
             return row.answer;
         }

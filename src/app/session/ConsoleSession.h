@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <initializer_list>
 #include <map>
-#include <optional>
 #include <string>
 
 #include "app/session/Flags.h"
@@ -63,8 +62,8 @@ public:
     /// times counts as No; one that does not offer Yes raises the cancel flag then and says why.
     Answer prompt(const PromptRow& row, std::initializer_list<FormatArgument> arguments = {});
     Answer prompt(TextView text, std::uint8_t offered);
-    /// Asks whether a file is to be replaced. Yes and No to all are remembered: later calls give Yes or No at once,
-    /// without printing. Cancel raises the cancel flag.
+    /// Asks whether a file is to be replaced. Yes and No to all are remembered for questions of the same caption:
+    /// they give Yes or No at once, without printing. Cancel raises the cancel flag.
     OverwriteAnswer promptOverwrite(TextView caption, TextView text);
     /// One line of standard input without its LF or CR LF; "Yes" under `assumeYes`. A line beyond `maximumLength`
     /// characters is discarded to its end and reads as an empty one, as does the end of input (cancel flag raised).
@@ -91,8 +90,8 @@ private:
     std::int32_t lastPercent_ = -1;
     std::uint64_t stepTotal_ = 0, stepDone_ = 0;
     std::uint64_t lastOutput_ = 0;
-    std::map<Text, std::uint32_t, std::less<>> timesAsked_;  // under `assumeYes`
-    std::optional<OverwriteAnswer> answerToAll_;
+    std::map<Text, std::uint32_t, std::less<>> timesAsked_;      // under `assumeYes`
+    std::map<Text, OverwriteAnswer, std::less<>> answersToAll_;  // by caption
     bool assumeYes_ = false;
     bool outputGone_ = false;
 };

@@ -272,7 +272,7 @@ TEST(ConsoleSession, OverwritePromptTakesItsFiveAnswers) {
     }
 }
 
-TEST(ConsoleSession, AnswersToAllAreRemembered) {
+TEST(ConsoleSession, AnswersToAllAreRememberedForTheirKindOfQuestion) {
     struct Case {
         std::string input;
         OverwriteAnswer later;
@@ -284,6 +284,8 @@ TEST(ConsoleSession, AnswersToAllAreRemembered) {
         console.writes.clear();
         EXPECT_EQ(console.session.promptOverwrite(u"Exists", u"b"), row.later) << row.input;
         EXPECT_TRUE(console.writes.empty()) << row.input;
+        console.input += "c\n";
+        EXPECT_EQ(console.session.promptOverwrite(u"In the image", u"c"), OverwriteAnswer::Cancel) << row.input;
     }
 }
 
