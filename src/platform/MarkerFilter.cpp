@@ -6,9 +6,24 @@ namespace {
 
 constexpr std::string_view kFailed = "<E0>", kSucceeded = "<E1>";
 
-bool BeginsMarker(std::string_view held) { return kFailed.starts_with(held) || kSucceeded.starts_with(held); }
+// What a marker in plain text begins with after the zero byte that tells it from a real one.
+constexpr std::string_view kShield("<E\0", 3);
+constexpr std::size_t kShieldedBytes = 2;
+
+bool BeginsMarker(std::string_view held) {
+    return kFailed.starts_with(held) || kSucceeded.starts_with(held) || kShield.starts_with(held);
+}
 
 }  // namespace
+
+std::string ShieldText(std::string_view bytes) {
+    std::string shielded(bytes);
+    if (bytes == kFailed || bytes == kSucceeded) return shielded;
+    for (const std::string_view marker : {kFailed, kSucceeded})
+        for (std::size_t at = 0; (at = shielded.find(marker, at)) != shielded.npos;)
+            shielded.insert(at + kShieldedBytes, 1, '\0');
+    return shielded;
+}
 
 void MarkerFilter::pass(std::string_view bytes, std::string& shown) {
     for (const char byte : bytes) {
@@ -21,6 +36,9 @@ void MarkerFilter::pass(std::string_view bytes, std::string& shown) {
         }
         if (held_ == kFailed || held_ == kSucceeded) {
             lastResult_ = held_ == kSucceeded;
+            held_.clear();
+        } else if (held_ == kShield) {
+            shown.append(kShield, 0, kShieldedBytes);
             held_.clear();
         }
     }

@@ -6,6 +6,10 @@
 
 namespace tovlark {
 
+/// Output on its way to a front end. Text that merely holds the words of a marker, a file's name for one, comes out of
+/// the filter as it was; bytes that are a marker and nothing else are one.
+std::string ShieldText(std::string_view bytes);
+
 /// Takes the markers "<E0>" and "<E1>" out of a stream of bytes, wherever the stream is cut.
 class MarkerFilter {
 public:

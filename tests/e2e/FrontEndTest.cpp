@@ -98,10 +98,11 @@ TEST_F(FrontEnd, TakesMarkersOutOfTheStream) {
         bool tellsFailure;
     };
     const Case cases[] = {
-        {"marker shown", {"a<E1>b"}, "ab", false},
+        {"marker shown", {"a", "<E1>", "b"}, "ab", false},
+        {"text taken for a marker", {"a<E0>b"}, "a<E0>b", false},
         {"cut marker shown", {"a", "<", "E", "1", ">", "b"}, "ab", false},
-        {"failure not told", {"<E1><E0>"}, "", true},
-        {"earlier failure counts", {"<E0>x<E1>"}, "x", false},
+        {"failure not told", {"<E1>", "<E0>"}, "", true},
+        {"earlier failure counts", {"<E0>", "x", "<E1>"}, "x", false},
         {"text that resembles one lost", {"<E<E2><<E0", "<E>"}, "<E<E2><<E0<E>", false},
         {"end of the stream held back", {"<E0"}, "<E0", false},
     };

@@ -39,6 +39,18 @@ TEST(MarkerFilter, GivesTheSameWhereverTheStreamIsCut) {
     }
 }
 
+TEST(MarkerFilter, GivesShieldedTextBackAndNoResult) {
+    for (const std::string_view text : {"a <E0> <E1>\n", "<E0><E0>", "<<E1>>", "<E0", "plain"}) {
+        MarkerFilter filter;
+        std::string shown;
+        for (const char byte : ShieldText(text)) filter.pass({&byte, 1}, shown);
+        filter.flush(shown);
+        EXPECT_EQ(shown, text);
+        EXPECT_EQ(filter.lastResult(), std::nullopt) << text;
+    }
+    EXPECT_EQ(ShieldText("<E0>"), "<E0>");
+}
+
 TEST(MarkerFilter, ShowsWhatWasHeldBackWhenNothingFollows) {
     MarkerFilter filter;
     std::string shown;

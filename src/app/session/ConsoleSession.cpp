@@ -248,6 +248,7 @@ void ConsoleSession::endOfInput() {
 }
 
 void ConsoleSession::signalResult(bool ok) {
+    flush();  // a marker goes out alone
     clock_.sleep(clock_.self, kSignalMilliseconds);
     print(ok ? u"<E1>" : u"<E0>");
     clock_.sleep(clock_.self, kSignalMilliseconds);

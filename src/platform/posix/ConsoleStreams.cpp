@@ -10,6 +10,7 @@
 #include <poll.h>
 #include <sys/stat.h>
 
+#include "platform/MarkerFilter.h"
 #include "platform/posix/RunFolder.h"
 #include "platform/posix/StopRequest.h"
 
@@ -23,6 +24,7 @@ constexpr std::size_t kWriteBytes = 4096;
 constexpr int kPatienceMilliseconds = 1000;
 
 int promptDescriptor = -1;
+bool hasFrontEnd = false;
 
 bool IsFifoOfThisUser(int descriptor) {
     struct stat facts {};
@@ -76,6 +78,10 @@ bool WriteAll(int descriptor, std::string_view bytes) {
     return true;
 }
 
+bool WriteOutput(std::string_view bytes) {
+    return hasFrontEnd ? WriteAll(STDOUT_FILENO, ShieldText(bytes)) : WriteAll(STDOUT_FILENO, bytes);
+}
+
 int ReadByte() {
     for (;;) {
         if (!WaitFor(STDIN_FILENO, POLLIN, 0)) return -1;
@@ -101,17 +107,17 @@ bool BindConsolePipes() {
     const auto reopen = [&](ConsolePipe pipe, int accessMode, int standardDescriptor) {
         return ReopenOnFifo(run.folder.get(), ConsolePipeName(::getpid(), pipe), accessMode, standardDescriptor);
     };
-    const bool bound = reopen(ConsolePipe::Output, O_WRONLY, STDOUT_FILENO) &&
-                       reopen(ConsolePipe::Input, O_RDONLY, STDIN_FILENO) &&
-                       reopen(ConsolePipe::Errors, O_WRONLY, STDERR_FILENO);
+    hasFrontEnd = reopen(ConsolePipe::Output, O_WRONLY, STDOUT_FILENO) &&
+                  reopen(ConsolePipe::Input, O_RDONLY, STDIN_FILENO) &&
+                  reopen(ConsolePipe::Errors, O_WRONLY, STDERR_FILENO);
     RemoveConsolePipes(run.folder.get(), ::getpid());
-    return bound;
+    return hasFrontEnd;
 }
 
 ConsoleStreams StandardStreams() {
     std::signal(SIGPIPE, SIG_IGN);
-    return {nullptr, [](void*, std::string_view bytes) { return WriteAll(STDOUT_FILENO, bytes); },
-            [](void*) { return ReadByte(); }, [](void*) { AnnouncePrompt(); }};
+    return {nullptr, [](void*, std::string_view bytes) { return WriteOutput(bytes); }, [](void*) { return ReadByte(); },
+            [](void*) { AnnouncePrompt(); }};
 }
 
 void WriteErrorLine(TextView line) { WriteAll(STDERR_FILENO, ToUtf8(line) + "\r\n"); }

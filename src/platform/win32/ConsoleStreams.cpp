@@ -5,6 +5,7 @@
 #include <fcntl.h>
 #include <io.h>
 
+#include "platform/MarkerFilter.h"
 #include "platform/win32/ConsoleNames.h"
 #include "platform/win32/Handle.h"
 #include "platform/win32/Wide.h"
@@ -41,6 +42,11 @@ bool WriteAll(HANDLE handle, std::string_view bytes) {
     return true;
 }
 
+bool WriteOutput(std::string_view bytes) {
+    if (boundOutput != nullptr) return WriteAll(boundOutput, ShieldText(bytes));
+    return WriteAll(::GetStdHandle(STD_OUTPUT_HANDLE), bytes);
+}
+
 int ReadByte() {
     unsigned char byte = 0;
     DWORD count = 0;
@@ -73,9 +79,7 @@ bool BindConsolePipes() {
 }
 
 ConsoleStreams StandardStreams() {
-    return {nullptr,
-            [](void*, std::string_view bytes) { return WriteAll(StreamHandle(boundOutput, STD_OUTPUT_HANDLE), bytes); },
-            [](void*) { return ReadByte(); },
+    return {nullptr, [](void*, std::string_view bytes) { return WriteOutput(bytes); }, [](void*) { return ReadByte(); },
             [](void*) {
                 if (promptEvent != nullptr) ::SetEvent(promptEvent);
             }};
