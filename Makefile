@@ -6,7 +6,7 @@ JOBS ?= $(shell nproc)
 CONFIGURE = cmake --preset
 CTEST = ctest --output-on-failure --no-tests=error -j$(JOBS)
 
-.PHONY: build demo test windows check asan tsan fuzz install
+.PHONY: build demo test windows check asan tsan fuzz install deb
 
 build:
 	scripts/install-dependencies build test
@@ -30,6 +30,14 @@ windows:
 	scripts/install-dependencies build test windows
 	$(CONFIGURE) windows >/dev/null
 	cmake --build build/windows -j$(JOBS)
+	cd build/windows && cpack
+
+# build/release/tovlark_<version>_<architecture>.deb; scripts/test-deb tries it.
+deb:
+	scripts/install-dependencies build deb
+	$(CONFIGURE) release >/dev/null
+	cmake --build build/release -j$(JOBS) --target programs
+	cd build/release && cpack
 
 check: build
 	scripts/install-dependencies check

@@ -192,7 +192,7 @@ ProgramEnd RunProgram(const ProgramStart& start) { return RunningProgram(start).
 
 bool TestingWindowsPrograms() { return std::getenv("TOVLARK_EMULATOR") != nullptr; }
 
-std::filesystem::path ProgramFolder() {
+std::filesystem::path OurProgramFolder() {
     const char* folder = std::getenv("TOVLARK_PROGRAMS");
     return folder != nullptr ? folder : TOVLARK_PROGRAMS;
 }

@@ -73,13 +73,13 @@ ProgramEnd RunProgram(const ProgramStart& start);
 bool TestingWindowsPrograms();
 
 /// The folder of our programs.
-std::filesystem::path ProgramFolder();
+std::filesystem::path OurProgramFolder();
 
 /// The file of a program in this folder, ".exe" included where it belongs.
-std::filesystem::path ProgramFile(const std::string& name, const std::filesystem::path& folder = ProgramFolder());
+std::filesystem::path ProgramFile(const std::string& name, const std::filesystem::path& folder = OurProgramFolder());
 
 /// The words that start one of our programs ("tvcmd"), through the emulator where one is needed; then `arguments`.
 std::vector<std::string> OurProgram(const std::string& name, const std::vector<std::string>& arguments = {},
-                                    const std::filesystem::path& folder = ProgramFolder());
+                                    const std::filesystem::path& folder = OurProgramFolder());
 
 }  // namespace tovlark

@@ -9,7 +9,8 @@ namespace tovlark {
 
 namespace {
 
-constexpr std::uint32_t kHighestJolietLevel = 3;
+constexpr std::uint32_t kJolietLevels[] = {0, 1, 2, 3};
+constexpr TextView kOn = u"on", kOff = u"off";
 constexpr std::uint32_t kIsoNameLengths[] = {12, 30, 221};
 constexpr std::uint32_t kJolietNameLengths[] = {64, 110};
 
@@ -18,6 +19,12 @@ std::optional<std::uint8_t> OneOf(std::span<const std::uint32_t> allowed, TextVi
     const auto number = ParseWholeNumber(word);
     if (!number || std::ranges::find(allowed, *number) == allowed.end()) return std::nullopt;
     return static_cast<std::uint8_t>(*number);
+}
+
+std::vector<Text> AsWords(std::span<const std::uint32_t> numbers) {
+    std::vector<Text> words;
+    for (const std::uint32_t number : numbers) words.push_back(FormatText(u"%u", {number}));
+    return words;
 }
 
 /// Stores the instant of the local time that the switch is given.
@@ -74,18 +81,18 @@ std::size_t LabelSwitch(CommandContext& context, Words words) {
 
 std::size_t JolietSwitch(CommandContext& context, Words words) {
     if (words.size() < 2) return 0;
-    const auto level = ParseWholeNumber(words[1]);
-    if (!level || *level > kHighestJolietLevel) return Refuse(context, TextId::JolietLevelUsage);
+    const auto level = OneOf(kJolietLevels, words[1]);
+    if (!level) return Refuse(context, TextId::JolietLevelUsage);
     context.compilation.jolietEnabled = *level != 0;
-    if (*level != 0) context.compilation.jolietLevel = static_cast<std::uint8_t>(*level);
+    if (*level != 0) context.compilation.jolietLevel = *level;
     context.compilation.fileSystemsFixed = true;
     return 2;
 }
 
 std::size_t UdfSwitch(CommandContext& context, Words words) {
     if (words.size() < 2) return 0;
-    const bool isOn = EqualsIgnoringCase(words[1], u"on");
-    if (!isOn && !EqualsIgnoringCase(words[1], u"off")) return Refuse(context, TextId::UdfUsage);
+    const bool isOn = EqualsIgnoringCase(words[1], kOn);
+    if (!isOn && !EqualsIgnoringCase(words[1], kOff)) return Refuse(context, TextId::UdfUsage);
     context.compilation.udfEnabled = isOn;
     return 2;
 }
@@ -139,5 +146,10 @@ std::size_t EffectiveDateSwitch(CommandContext& context, Words words) {
 std::size_t ExpirationDateSwitch(CommandContext& context, Words words) {
     return TakeVolumeDate(context, words, VolumeDate::Expiration);
 }
+
+std::vector<Text> JolietLevelWords() { return AsWords(kJolietLevels); }
+std::vector<Text> OnOffWords() { return {Text(kOn), Text(kOff)}; }
+std::vector<Text> IsoNameLengthWords() { return AsWords(kIsoNameLengths); }
+std::vector<Text> JolietNameLengthWords() { return AsWords(kJolietNameLengths); }
 
 }  // namespace tovlark

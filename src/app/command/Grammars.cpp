@@ -181,6 +181,12 @@ std::uint32_t ParseLeadingNumber(TextView word) {
 
 std::optional<OutputType> ParseOutputType(TextView word) { return FindWord<OutputType>(kOutputTypes, word); }
 
+std::vector<Text> OutputTypeWords() {
+    std::vector<Text> words;
+    for (const auto& row : kOutputTypes) words.emplace_back(row.word);
+    return words;
+}
+
 std::optional<OutputType> OutputTypeOfSuffix(TextView path) { return ParseOutputType(ExtensionOf(path)); }
 
 bool ApplyBootMode(TextView word, UsbBootOptions& options) {

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "app/command/CommandContext.h"
 #include "base/Text.h"
@@ -37,6 +38,7 @@ std::uint32_t ParseLeadingNumber(TextView word);
 
 /// Values of -ot, without regard to case.
 std::optional<OutputType> ParseOutputType(TextView word);
+std::vector<Text> OutputTypeWords();
 
 /// Type that the suffix of a file name stands for; nothing for one that stands for none.
 std::optional<OutputType> OutputTypeOfSuffix(TextView path);

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <initializer_list>
 #include <span>
+#include <vector>
 
 #include "app/command/CommandContext.h"
 #include "app/session/TextId.h"
@@ -70,5 +71,11 @@ std::size_t CreationDateSwitch(CommandContext& context, Words words);
 std::size_t ModificationDateSwitch(CommandContext& context, Words words);
 std::size_t EffectiveDateSwitch(CommandContext& context, Words words);
 std::size_t ExpirationDateSwitch(CommandContext& context, Words words);
+
+// The values that such a switch takes
+std::vector<Text> JolietLevelWords();
+std::vector<Text> OnOffWords();
+std::vector<Text> IsoNameLengthWords();
+std::vector<Text> JolietNameLengthWords();
 
 }  // namespace tovlark

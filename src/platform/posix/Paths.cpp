@@ -1,8 +1,10 @@
 #include "platform/Paths.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstdlib>
 #include <pwd.h>
+#include <sys/auxv.h>
 #include <unistd.h>
 #include <vector>
 
@@ -65,8 +67,10 @@ Text FullPath(TextView path) {
 
 Text ProgramFolder() {
     Text program;
-    if (ReadSymbolicLink(u"/proc/self/exe", program).failed()) return u".";
-    return Text(FolderOf(program));
+    if (!ReadSymbolicLink(u"/proc/self/exe", program).failed()) return Text(FolderOf(program));
+    // A root without /proc: the path that the program was started with (getauxval(3)).
+    const auto started = std::bit_cast<const char*>(::getauxval(AT_EXECFN));
+    return started != nullptr ? Text(FolderOf(FullPath(FromUtf8(started)))) : u".";
 }
 
 Text LanguageFolder() {

@@ -1,0 +1,26 @@
+# `cpack` makes a Debian package of the Linux build and a zip of the Windows one. What goes in is what `cmake --install` installs.
+set(CMAKE_SKIP_INSTALL_ALL_DEPENDENCY ON)  # the tests need not be built for it
+set(CPACK_PACKAGE_NAME tovlark)
+set(CPACK_PACKAGE_VERSION ${PROJECT_VERSION})
+set(CPACK_PACKAGE_VENDOR "The Tovlark authors")
+set(CPACK_PACKAGE_CONTACT "The Tovlark authors <tovlark@localhost>")
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "optical discs and disc images")
+set(CPACK_PACKAGE_DESCRIPTION
+    "Tovlark makes disc images (ISO 9660 with Joliet and Rock Ridge) from files\nand folders, on the console and in scripts.")
+set(CPACK_STRIP_FILES ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS
+    OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+if(WIN32)
+  set(CPACK_GENERATOR ZIP)
+  set(CPACK_PACKAGE_FILE_NAME tovlark-${PROJECT_VERSION}-windows)
+else()
+  set(CPACK_GENERATOR DEB)
+  set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+  set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+  set(CPACK_DEBIAN_PACKAGE_SECTION otherosfs)
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_SOURCE_DIR}/packaging/debian/places.cmake)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_EXTRA ${CMAKE_SOURCE_DIR}/packaging/debian/prerm)
+  set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+endif()
+include(CPack)
