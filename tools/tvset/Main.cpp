@@ -17,12 +17,29 @@ namespace {
 
 constexpr int kOk = 0, kFailed = -1, kCancelled = -2;
 
+/// The standard streams, with a note of output that did not arrive: no front end tells of it here.
+ConsoleStreams NotedStreams(bool& isOutputGone) {
+    return {&isOutputGone,
+            [](void* self, std::string_view bytes) {
+                const ConsoleStreams streams = StandardStreams();
+                const bool isWritten = streams.write(streams.self, bytes);
+                if (!isWritten) *static_cast<bool*>(self) = true;
+                return isWritten;
+            },
+            [](void*) {
+                const ConsoleStreams streams = StandardStreams();
+                return streams.readByte(streams.self);
+            },
+            [](void*) {}};
+}
+
 /// What the subcommands work with and were given.
 struct Tool {
     SettingsStore settings{OpenSettings()};
     Texts texts{LoadLanguage(settings.getInt(kLanguage))};
     Flags flags;
-    ConsoleSession session{StandardStreams(), texts, SystemClock(), flags};
+    bool isOutputGone = false;
+    ConsoleSession session{NotedStreams(isOutputGone), texts, SystemClock(), flags};
     std::string name, value;
     bool isJson = false, isYes = false;
 };
@@ -193,9 +210,13 @@ int ProgramMain(const std::vector<Text>& words) {
         std::ostringstream help, trouble;
         if (app.exit(error, help, trouble) == 0) {
             tool.session.print(FromUtf8(help.str()));
-            return kOk;
+        } else {
+            WriteErrorLine(FromUtf8(error.what()));
+            status = kFailed;
         }
-        WriteErrorLine(FromUtf8(error.what()));
+    }
+    if (tool.isOutputGone) {
+        WriteErrorLine(tool.texts[TextId::OutputNotWritten]);
         return kFailed;
     }
     return tool.flags.cancel ? kCancelled : status;

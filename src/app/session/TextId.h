@@ -160,6 +160,7 @@ enum class TextId : std::uint16_t {
     SettingRefused,
     SettingNotKept,
     ResetNotKept,
+    OutputNotWritten,
     // Counts the rows
     Count,
 };

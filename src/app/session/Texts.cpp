@@ -241,6 +241,7 @@ constexpr TextRow kTexts[] = {
     {TextId::SettingNotKept, 723,
      u"%s was not changed: the store cannot be written, or cannot keep this value as it is."},
     {TextId::ResetNotKept, 724, u"Not all settings were reset: the store cannot be written."},
+    {TextId::OutputNotWritten, 725, u"Cannot write to standard output."},
 };
 
 constexpr bool InOrder() {
