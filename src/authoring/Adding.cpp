@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/Format.h"
+#include "platform/Files.h"
 #include "platform/Paths.h"
 
 namespace tovlark {
@@ -12,12 +13,6 @@ namespace {
 constexpr std::uint64_t kLargestIsoFile = 0xFFFFFFFF;  // ECMA-119 9.1.4: the data length has 32 bits
 constexpr std::size_t kPathLimit = 1024;
 constexpr std::uint32_t kReadableByAll = 0444;
-
-void Report(Task& task, const Text& line) {
-    task.session.printLine(line);
-    task.log.append(line);
-    task.flags.error = true;
-}
 
 /// What keeps a file or folder from taking the place of `existing`; `Count` when nothing does.
 TextId ClashWith(const CompilationNode& existing, NodeKind added) {
@@ -175,8 +170,8 @@ private:
             case LargeFileRule::Allowed: return true;
             case LargeFileRule::Refuse:
                 startLine();
-                Report(task_, texts_.format(TextId::LargeFileRefused, {place.path(), FormatSize(info.sizeBytes),
-                                                                       texts_[TextId::LargeFileReason]}));
+                ReportError(task_, texts_.format(TextId::LargeFileRefused, {place.path(), FormatSize(info.sizeBytes),
+                                                                            texts_[TextId::LargeFileReason]}));
                 return false;
             case LargeFileRule::SwitchToUdf:
             case LargeFileRule::KeepInUdfTreeOnly: break;
@@ -223,7 +218,7 @@ private:
 
     void askToContinue(const Text& path, SystemError error) {
         startLine();
-        Report(task_, texts_.format(TextId::CannotRead, {path, DescribeError(error)}));
+        ReportError(task_, texts_.format(TextId::CannotRead, {path, DescribeError(error)}));
         const Text question = texts_.format(
             TextId::OpenFailedQuestion, {texts_[TextId::OpenFileFailed], path, texts_[TextId::DoYouWantToContinue]});
         if (task_.session.prompt(question, Answer::Yes | Answer::No) != Answer::Yes) task_.flags.cancel = true;
@@ -232,7 +227,7 @@ private:
 
     void refuse(const Text& path, TextView reason) {
         startLine();
-        Report(task_, texts_.format(TextId::CannotCopy, {path, reason}));
+        ReportError(task_, texts_.format(TextId::CannotCopy, {path, reason}));
     }
 
     void tell(const Text& line) {
@@ -279,7 +274,7 @@ bool MakeRoom(Task& task, ImageBuildContext& context, const CompilationNode& nod
     }
     if (reason != TextId::Count) {
         const Texts& texts = task.session.texts();
-        Report(task, texts.format(refusal, {PathInImage(node), texts[reason]}));
+        ReportError(task, texts.format(refusal, {PathInImage(node), texts[reason]}));
         return false;
     }
     if (existing != nullptr) DeleteNode(context, *existing);
@@ -306,12 +301,12 @@ CompilationNode* MakeFolders(Task& task, ImageBuildContext& context, TextView pa
         start = end + 1;
         if (name.empty()) continue;
         if (name == u"." || name == u".." || name.size() > kMaximumNameUnits) {
-            Report(task, texts.format(TextId::BadFolderName, {name}));
+            ReportError(task, texts.format(TextId::BadFolderName, {name}));
             return nullptr;
         }
         CompilationNode* child = FindChild(*folder, name);
         if (child != nullptr && !child->isFolder()) {
-            Report(task, texts.format(TextId::CannotCopy, {path, texts[TextId::FileNameTaken]}));
+            ReportError(task, texts.format(TextId::CannotCopy, {path, texts[TextId::FileNameTaken]}));
             return nullptr;
         }
         folder = child != nullptr ? child : &context.newNode(NodeKind::Folder, *folder, name);

@@ -2,6 +2,7 @@
 
 #include "app/session/Task.h"
 #include "authoring/Compilation.h"
+#include "base/Status.h"
 
 namespace tovlark {
 

@@ -12,7 +12,7 @@
 #include "base/Clock.h"
 #include "base/Text.h"
 #include "platform/CodePage.h"
-#include "platform/Files.h"
+#include "platform/SystemError.h"
 
 namespace tovlark {
 
@@ -79,7 +79,6 @@ struct CompilationNode {
     FingerprintState fingerprintState = FingerprintState::NotComputed;
     std::uint8_t isoRecordLength = 0;     // 33 + ISO name length, plus 1 when odd
     std::uint8_t jolietRecordLength = 0;  // the same in the Joliet tree
-    bool isVanished = false;              // could not be read; reported once
 
     bool isFolder() const { return kind == NodeKind::Folder; }
     bool isSpecial() const { return trackLink != 0; }
@@ -127,7 +126,6 @@ struct ImageBuildContext {
 
     std::pmr::monotonic_buffer_resource storage;  // nodes and names
     std::deque<FolderContents> folders;
-    std::deque<MemorySource> memorySources;
     CompilationNode* root;
 
     bool isoEnabled = true;

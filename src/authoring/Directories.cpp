@@ -1,5 +1,3 @@
-#include <cstring>
-
 #include "authoring/ImageLayout.h"
 #include "authoring/IsoBytes.h"
 #include "authoring/IsoDates.h"
@@ -37,7 +35,7 @@ public:
     /// Length of the record of `node`, even and at most 254; 0 when it cannot be that short.
     std::uint8_t measure(RecordRole role, const CompilationNode& node) {
         const std::size_t base = baseLength(role, node);
-        if (!hasSystemUse_) return base <= kLongestRecord ? static_cast<std::uint8_t>(base) : std::uint8_t{0};
+        if (!hasSystemUse_) return static_cast<std::uint8_t>(base);
         if (base + SystemUse::kLeastSpace > kLongestRecord) return 0;
         const std::uint32_t subfolders = node.isFolder() ? tree_.placeOf(node).subfolderCount : 0;
         systemUse_.build(node, role, subfolders, kLongestRecord - base, build_.continuationSector, areaOffset_);
@@ -48,11 +46,8 @@ public:
 
     /// The record's length without system-use entries.
     std::size_t baseLength(RecordRole role, const CompilationNode& node) const {
-        std::size_t nameLength = 1;
-        if (role == RecordRole::Child)
-            nameLength = tree_.kind == TreeKind::Iso ? node.isoName.size() : 2 * node.jolietName.size();
-        const std::size_t length = sizeof(DirectoryRecordHead) + nameLength;
-        return length + length % 2;
+        if (role != RecordRole::Child) return sizeof(DirectoryRecordHead) + 1;
+        return tree_.kind == TreeKind::Iso ? node.isoRecordLength : node.jolietRecordLength;
     }
 
 private:

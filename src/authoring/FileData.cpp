@@ -8,11 +8,8 @@ namespace {
 
 /// Says once what became of a source, on a line of its own below the progress, and in the log.
 void ReportSource(const ImageBuild& build, TextId id, std::initializer_list<FormatArgument> arguments) {
-    const Text line = build.task.session.texts().format(id, arguments);
     build.task.session.print(u"\r\n");
-    build.task.session.printLine(line);
-    build.task.log.append(line);
-    build.task.flags.error = true;
+    ReportError(build.task, build.task.session.texts().format(id, arguments));
 }
 
 void EmitSource(const ImageBuild& build, const CompilationNode& node, SectorStream& stream) {
@@ -29,9 +26,7 @@ void EmitSource(const ImageBuild& build, const CompilationNode& node, SectorStre
     if (stream.failed()) return;
 
     if (error.failed()) {
-        if (!node.isVanished)
-            ReportSource(build, TextId::SourceUnreadable, {path, copied, node.sizeBytes, DescribeError(error)});
-        build.task.flags.error = true;
+        ReportSource(build, TextId::SourceUnreadable, {path, copied, node.sizeBytes, DescribeError(error)});
     } else if (copied < node.sizeBytes) {
         ReportSource(build, TextId::SourceShorter, {path, copied, node.sizeBytes});
     } else if (info.sizeBytes > node.sizeBytes) {

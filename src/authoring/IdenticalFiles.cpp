@@ -8,6 +8,7 @@
 
 #include "base/Checksum.h"
 #include "base/Sectors.h"
+#include "platform/Files.h"
 
 namespace tovlark {
 

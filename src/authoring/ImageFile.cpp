@@ -39,10 +39,7 @@ std::uint64_t AcceptFile(void* self, std::uint32_t, const FileRange& range, bool
 }
 
 void ReportFile(Task& task, TextId id, std::initializer_list<FormatArgument> arguments) {
-    const Text line = task.session.texts().format(id, arguments);
-    task.session.printLine(line);
-    task.log.append(line);
-    task.flags.error = true;
+    ReportError(task, task.session.texts().format(id, arguments));
 }
 
 /// False when the name is taken by something that is not to be replaced.
@@ -60,7 +57,7 @@ bool MayReplace(Task& task, const Text& path, const FileInfo& existing) {
 }
 
 /// An image cannot hold the file that it replaces. Only files of exactly its size can be that file.
-void LeaveOut(ImageBuildContext& context, const FileInfo& output) {
+void LeaveOut(Task& task, ImageBuildContext& context, const FileInfo& output) {
     std::vector<CompilationNode*> found;
     std::vector<const CompilationNode*> waiting{context.root};
     while (!waiting.empty()) {
@@ -75,7 +72,12 @@ void LeaveOut(ImageBuildContext& context, const FileInfo& output) {
                 found.push_back(child);
         }
     }
-    for (CompilationNode* node : found) DeleteNode(context, *node);
+    for (CompilationNode* node : found) {
+        const Text line = task.session.texts().format(TextId::OutputLeftOut, {PathInImage(*node)});
+        task.session.printLine(line);
+        task.log.append(line);
+        DeleteNode(context, *node);
+    }
 }
 
 }  // namespace
@@ -84,7 +86,7 @@ Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path)
     FileInfo existing;
     if (!GetTargetInfo(path, existing).failed()) {
         if (!MayReplace(task, path, existing)) return Status::Failed;
-        LeaveOut(context, existing);
+        LeaveOut(task, context, existing);
     }
     ImageFile image;
     if (const SystemError error = image.file.create(path); error.failed()) {

@@ -3,6 +3,7 @@
 #include "app/session/Task.h"
 #include "authoring/Compilation.h"
 #include "authoring/SectorSink.h"
+#include "base/Status.h"
 
 namespace tovlark {
 

@@ -2,7 +2,6 @@
 
 #include <atomic>
 #include <cstdint>
-#include <vector>
 
 #include "base/Text.h"
 #include "platform/SystemError.h"

@@ -6,6 +6,7 @@
 
 #include "authoring/Adding.h"
 #include "authoring/AddingFixture.h"
+#include "platform/Files.h"
 
 namespace tovlark {
 namespace {

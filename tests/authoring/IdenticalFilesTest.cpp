@@ -1,3 +1,4 @@
+#include <deque>
 #include <filesystem>
 #include <gtest/gtest.h>
 #include <map>
@@ -5,6 +6,7 @@
 
 #include "authoring/AddingFixture.h"
 #include "authoring/IdenticalFiles.h"
+#include "platform/Files.h"
 
 namespace tovlark {
 namespace {
@@ -145,9 +147,10 @@ TEST(IdenticalFiles, DataInMemoryIsSharedWithinOneOwner) {
     Compared made;
     const std::string bytes = "same", others = "else";
     const int owners[2] = {};
+    std::deque<MemorySource> memory;
     const auto add = [&](TextView name, const void* owner, const std::string& data) {
         CompilationNode& node = made.context.newNode(NodeKind::File, *made.context.root, name);
-        node.memory = &made.context.memorySources.emplace_back(MemorySource{owner, std::as_bytes(std::span(data))});
+        node.memory = &memory.emplace_back(MemorySource{owner, std::as_bytes(std::span(data))});
         node.sizeBytes = data.size();
     };
     add(u"a", &owners[0], bytes);

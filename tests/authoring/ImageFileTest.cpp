@@ -102,6 +102,7 @@ TEST_F(ImageFileTest, OutputIsLeftOutOfItsOwnImage) {
     EXPECT_EQ(tree.count("/x.iso"), 0u);
     EXPECT_EQ(tree.count("/y"), 1u);
     EXPECT_FALSE(fake_.flags.error);
+    EXPECT_NE(fake_.streams.output.find("left out of its own image: /x.iso\r\n"), std::string::npos);
 }
 
 }  // namespace

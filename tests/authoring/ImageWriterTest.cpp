@@ -263,7 +263,7 @@ TEST_F(ImageWriterTest, OrderOfAddingDoesNotMatter) {
                 CompilationNode& node = context.newNode(NodeKind::File, *parent, name);
                 const std::string& kept = contents_.emplace_back(ToUtf8(name));
                 node.sizeBytes = kept.size();
-                node.memory = &context.memorySources.emplace_back(MemorySource{&kept, std::as_bytes(std::span(kept))});
+                node.memory = &memory_.emplace_back(MemorySource{&kept, std::as_bytes(std::span(kept))});
             }
         ASSERT_EQ(write(context, images[run]), Status::Ok);
     }

@@ -26,7 +26,7 @@ protected:
         CompilationNode& node = context_.newNode(NodeKind::File, parent, name);
         const std::string& kept = contents_.emplace_back(std::move(contents));
         node.sizeBytes = kept.size();
-        node.memory = &context_.memorySources.emplace_back(MemorySource{&kept, std::as_bytes(std::span(kept))});
+        node.memory = &memory_.emplace_back(MemorySource{&kept, std::as_bytes(std::span(kept))});
         return node;
     }
     /// A node for a file on disk, as it is now.
@@ -58,6 +58,7 @@ protected:
     FakeSession fake_;
     ImageBuildContext context_;
     std::deque<std::string> contents_;
+    std::deque<MemorySource> memory_;
     std::string image_;
     std::uint32_t acceptCount_ = 0;
     std::function<bool()> beforeAccept_ = [] { return true; };  // false: the sink takes nothing

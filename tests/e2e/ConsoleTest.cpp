@@ -1,5 +1,4 @@
 // The console as a user and a script meet it: the front end with the real program behind it.
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <gmock/gmock.h>

@@ -1,6 +1,5 @@
 // The front end against a program that stands in for the real one, so that every way in which a program can behave, and
 // end, comes up.
-#include <cstdlib>
 #include <filesystem>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <cstdlib>
 #include <limits>
-#include <string_view>
 
 #include "app/command/Grammars.h"
 
@@ -22,7 +21,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (const auto drive = ParseDrive(word))
         if (*drive < u'D' || *drive > u'Z') std::abort();
     static_cast<void>(ParseWindowHandle(word));
-    if (const auto whole = ParseWholeNumber(word))
-        if (*whole != ParseLeadingNumber(word)) std::abort();
+    static_cast<void>(ParseLeadingNumber(word));
     return 0;
 }

@@ -1,4 +1,4 @@
-#include <algorithm>
+#include <cstdlib>
 #include <gtest/gtest.h>
 #include <map>
 #include <set>

@@ -1,4 +1,3 @@
-#include <ctime>
 #include <gtest/gtest.h>
 
 #include "platform/LocalTime.h"
@@ -6,13 +5,6 @@
 
 namespace tovlark {
 namespace {
-
-TEST(SystemClock, AgreesWithTheCLibrary) {
-    const Clock clock = SystemClock();
-    EXPECT_LE(std::abs(clock.now(clock.self) - static_cast<UnixSeconds>(std::time(nullptr))), 1);
-    const std::uint64_t first = clock.milliseconds(clock.self);
-    EXPECT_LE(first, clock.milliseconds(clock.self));
-}
 
 TEST(SystemClock, NormalizesDatePatterns) {
     struct Case {

@@ -8,6 +8,7 @@
 
 #include "app/session/ConsoleSession.h"
 #include "app/session/Settings.h"
+#include "base/Status.h"
 #include "platform/ConsoleStreams.h"
 #include "platform/SystemClock.h"
 
@@ -15,7 +16,7 @@ namespace tovlark {
 
 namespace {
 
-constexpr int kOk = 0, kFailed = -1, kCancelled = -2;
+constexpr int kOk = 0;
 
 /// The standard streams, with a note of output that did not arrive: no front end tells of it here.
 ConsoleStreams NotedStreams(bool& isOutputGone) {
@@ -143,23 +144,23 @@ int List(Tool& tool) {
 
 int Get(Tool& tool) {
     const SettingRow* row = FindNamed(tool);
-    if (row == nullptr) return kFailed;
+    if (row == nullptr) return kExitFailed;
     tool.session.print(ValueLine(tool, *row));
     return kOk;
 }
 
 int Set(Tool& tool) {
     const SettingRow* row = FindNamed(tool);
-    if (row == nullptr) return kFailed;
+    if (row == nullptr) return kExitFailed;
     const Text value = FromUtf8(tool.value);
     if (!IsAcceptable(*row, value)) {
         WriteErrorLine(
             tool.texts.format(TextId::SettingRefused, {row->name, AcceptedWords(tool.texts, *row), OneLine(value)}));
-        return kFailed;
+        return kExitFailed;
     }
     if (!WriteFromText(tool.settings, *row, value)) {
         WriteErrorLine(tool.texts.format(TextId::SettingNotKept, {row->name}));
-        return kFailed;
+        return kExitFailed;
     }
     tool.session.print(ValueLine(tool, *row));
     return kOk;
@@ -170,7 +171,7 @@ int Reset(Tool& tool) {
     const ResetOutcome outcome = ResetToDefaults(tool.session, tool.settings);
     if (tool.isYes) tool.session.print(u"\n");
     if (outcome == ResetOutcome::NotKept) WriteErrorLine(tool.texts[TextId::ResetNotKept]);
-    return outcome == ResetOutcome::Done ? kOk : kFailed;
+    return outcome == ResetOutcome::Done ? kOk : kExitFailed;
 }
 
 std::string Utf8(const Tool& tool, TextId id) { return ToUtf8(tool.texts[id]); }
@@ -212,14 +213,14 @@ int ProgramMain(const std::vector<Text>& words) {
             tool.session.print(FromUtf8(help.str()));
         } else {
             WriteErrorLine(FromUtf8(error.what()));
-            status = kFailed;
+            status = kExitFailed;
         }
     }
     if (tool.isOutputGone) {
         WriteErrorLine(tool.texts[TextId::OutputNotWritten]);
-        return kFailed;
+        return kExitFailed;
     }
-    return tool.flags.cancel ? kCancelled : status;
+    return tool.flags.cancel ? kExitCancelled : status;
 }
 
 }  // namespace tovlark

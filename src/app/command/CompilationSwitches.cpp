@@ -4,6 +4,7 @@
 #include "app/command/Handlers.h"
 #include "authoring/Adding.h"
 #include "base/Dates.h"
+#include "base/IniText.h"
 
 namespace tovlark {
 
@@ -16,7 +17,7 @@ constexpr std::uint32_t kJolietNameLengths[] = {64, 110};
 
 /// The number that the switch is given, when it is one of those allowed.
 std::optional<std::uint8_t> OneOf(std::span<const std::uint32_t> allowed, TextView word) {
-    const auto number = ParseWholeNumber(word);
+    const auto number = ParseWholeNumber(ToUtf8(word));
     if (!number || std::ranges::find(allowed, *number) == allowed.end()) return std::nullopt;
     return static_cast<std::uint8_t>(*number);
 }

@@ -5,6 +5,7 @@
 #include <span>
 #include <string>
 
+#include "base/IniText.h"
 #include "platform/Paths.h"
 
 namespace tovlark {
@@ -162,21 +163,11 @@ std::optional<std::uint32_t> ParseWindowHandle(TextView word) {
     return value;
 }
 
-std::optional<std::uint32_t> ParseWholeNumber(TextView word) {
-    std::uint64_t value = 0;
-    for (const char16_t unit : word) {
-        if (!IsDigit(unit)) return std::nullopt;
-        value = value * 10 + (unit - u'0');
-        if (value > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
-    }
-    return word.empty() ? std::nullopt : std::optional(static_cast<std::uint32_t>(value));
-}
-
 std::uint32_t ParseLeadingNumber(TextView word) {
     std::size_t count = 0;
     while (count < word.size() && IsDigit(word[count])) ++count;
     if (count == 0) return 0;
-    return ParseWholeNumber(word.substr(0, count)).value_or(std::numeric_limits<std::uint32_t>::max());
+    return ParseWholeNumber(ToUtf8(word.substr(0, count))).value_or(std::numeric_limits<std::uint32_t>::max());
 }
 
 std::optional<OutputType> ParseOutputType(TextView word) { return FindWord<OutputType>(kOutputTypes, word); }

@@ -30,9 +30,6 @@ std::optional<std::uint64_t> ParseVolumeSize(TextView word);
 /// lower-case ones: callers write lower case.
 std::optional<std::uint32_t> ParseWindowHandle(TextView word);
 
-/// A word of decimal digits only, up to 32 bits.
-std::optional<std::uint32_t> ParseWholeNumber(TextView word);
-
 /// The number of the word's leading decimal digits, 0 without any; what does not fit gives the largest 32-bit number.
 std::uint32_t ParseLeadingNumber(TextView word);
 

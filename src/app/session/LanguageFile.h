@@ -2,9 +2,7 @@
 
 #include <cstdint>
 #include <map>
-#include <utility>
 
-#include "base/Status.h"
 #include "base/Text.h"
 
 namespace tovlark {

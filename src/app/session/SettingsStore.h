@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
 #include <span>
+#include <utility>
 
 #include "base/Text.h"
 #include "platform/SettingsBacking.h"

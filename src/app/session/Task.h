@@ -5,6 +5,7 @@
 #include "app/session/MessageLog.h"
 #include "app/session/SettingsStore.h"
 #include "base/Clock.h"
+#include "base/Text.h"
 
 namespace tovlark {
 
@@ -16,5 +17,8 @@ struct Task {
     const Clock& clock;
     Flags& flags;
 };
+
+/// Prints and logs the line and sets the error flag.
+void ReportError(Task& task, const Text& line);
 
 }  // namespace tovlark

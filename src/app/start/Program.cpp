@@ -3,6 +3,7 @@
 
 #include "app/session/Settings.h"
 #include "app/start/Start.h"
+#include "base/Status.h"
 #include "platform/Main.h"
 #include "platform/Process.h"
 #include "platform/SystemClock.h"
@@ -11,7 +12,6 @@ namespace tovlark {
 
 namespace {
 
-constexpr int kFailed = -1;
 constexpr TextView kTemplateCommand = u"create_lang_file";
 
 int RunTask(Task& task, const std::vector<Text>& words) {
@@ -29,7 +29,7 @@ int RunTask(Task& task, const std::vector<Text>& words) {
         case AfterConsole::NotEntered: break;
     }
     WriteErrorLine(task.session.texts()[TextId::StartedWithoutConsole]);
-    return kFailed;
+    return kExitFailed;
 }
 
 int Run(const std::vector<Text>& words) {
@@ -55,7 +55,7 @@ int ProgramMain(const std::vector<Text>& words) {
         return Run(words);
     } catch (const std::bad_alloc&) {
         WriteErrorLine(Texts()[TextId::OutOfMemory]);
-        return kFailed;
+        return kExitFailed;
     }
 }
 

@@ -14,7 +14,6 @@ constexpr TextView kToolVerbs[] = {u"-vwudisk", u"-vcudisk", u"-vwintogo"};
 constexpr TextView kSleep = u"/sleep=";
 constexpr std::uint32_t kLongestDelay = 60000;
 constexpr TextView kProduct = u"Tovlark", kVersion = u"6.4";
-constexpr int kFailed = -1, kCancelled = -2;
 
 void PrintBanner(ConsoleSession& session) {
     session.print(FormatText(u"\r\n%s %s %s\r\n            Type tvcmd -? for help\r\n\r\n",
@@ -31,8 +30,8 @@ void SignalEnd(Task& task, const ConsoleSeams& seams, Text& eventName) {
 }  // namespace
 
 int EndStatus(const Flags& flags, Status status) {
-    if (flags.cancel) return kCancelled;
-    return flags.error ? kFailed : static_cast<int>(status);
+    if (flags.cancel) return kExitCancelled;
+    return flags.error ? kExitFailed : static_cast<int>(status);
 }
 
 StartKind KindOfStart(const std::vector<Text>& words) {
@@ -65,7 +64,7 @@ ConsoleOutcome enterConsoleMode(Task& task, const std::vector<Text>& words, cons
     CommandContext context{words, request, task, compilation};
     const Status parsed = ParseCommandLine(context);
     if (context.endStatus) return {AfterConsole::End, static_cast<int>(*context.endStatus)};
-    if (parsed != Status::Ok) return {AfterConsole::End, kFailed};
+    if (parsed != Status::Ok) return {AfterConsole::End, kExitFailed};
     // A stop request that came while parsing: the command is not run, but whoever waits for its end is told.
     const Status status = task.flags.cancel ? Status::Failed : RunCommand(context);
     SignalEnd(task, seams, request.eventName);

@@ -1,10 +1,10 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <vector>
 
 #include "app/session/Task.h"
+#include "base/Status.h"
 #include "platform/SystemError.h"
 
 namespace tovlark {

@@ -1,6 +1,5 @@
 #include "platform/Files.h"
 
-#include <algorithm>
 #include <dirent.h>
 #include <fcntl.h>
 #include <memory>
@@ -10,7 +9,6 @@
 #include <utility>
 
 #include "platform/FileParts.h"
-#include "platform/Paths.h"
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/Native.h"
 

@@ -15,6 +15,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include "base/Status.h"
 #include "platform/MarkerFilter.h"
 #include "platform/Paths.h"
 #include "platform/posix/Native.h"
@@ -32,7 +33,6 @@ constexpr int kMarkerMilliseconds = 50;
 constexpr std::chrono::seconds kPatience{1};
 // Two requests to stop that come closer together are one: `timeout` signals a process and then its group.
 constexpr std::chrono::milliseconds kSameRequest{250};
-constexpr int kFailed = -1, kCancelled = -2;
 
 using Tell = std::function<void(const FrontEndNotice&)>;
 
@@ -366,14 +366,14 @@ void ConsoleRun::relayUntilEnd() {
 }
 
 int ConsoleRun::conclude() {
-    if (output_.readerGone || stoppedAtOnce_) return kCancelled;
+    if (output_.readerGone || stoppedAtOnce_) return kExitCancelled;
     if (WIFSIGNALED(waited_)) {
         tell_({FrontEndEvent::EndedBySignal, {}, static_cast<std::uint32_t>(WTERMSIG(waited_))});
-        return cancelled_ ? kCancelled : kFailed;
+        return cancelled_ ? kExitCancelled : kExitFailed;
     }
     if (neverBound_) {
         tell_({FrontEndEvent::EndedEarly});
-        return kFailed;
+        return kExitFailed;
     }
     const int status = WEXITSTATUS(waited_);
     if (status == 0 && markers_.lastResult() == false) tell_({FrontEndEvent::StepFailed});
@@ -381,7 +381,7 @@ int ConsoleRun::conclude() {
 }
 
 int ConsoleRun::run(const std::vector<Text>& words) {
-    if (!start(words)) return kFailed;
+    if (!start(words)) return kExitFailed;
     relayUntilEnd();
     return conclude();
 }

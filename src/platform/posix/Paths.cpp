@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cerrno>
 #include <cstdlib>
 #include <pwd.h>
 #include <sys/auxv.h>
@@ -9,7 +10,6 @@
 #include <vector>
 
 #include "platform/Files.h"
-#include "platform/posix/Native.h"
 
 namespace tovlark {
 

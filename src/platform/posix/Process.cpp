@@ -7,6 +7,7 @@
 #include <semaphore.h>
 #include <unistd.h>
 
+#include "base/Status.h"
 #include "platform/posix/StopRequest.h"
 #include "platform/posix/UnfinishedFiles.h"
 
@@ -14,8 +15,6 @@ namespace tovlark {
 
 namespace {
 
-// Status of a process that was cancelled, as a caller sees it: the low byte of -2.
-constexpr int kCancelledStatus = 254;
 constexpr std::array kStopSignals = {SIGINT, SIGTERM, SIGHUP};
 
 std::atomic<bool>* watched = nullptr;
@@ -27,7 +26,7 @@ static_assert(std::atomic<bool>::is_always_lock_free);
 void OnStopSignal(int number) {
     if (number == SIGINT && stopRequested != 0) {
         RemoveUnfinishedFiles();
-        ::_exit(kCancelledStatus);
+        ::_exit(kExitCancelled);
     }
     const int savedError = errno;
     stopRequested = 1;

@@ -10,6 +10,7 @@
 #include <string>
 #include <thread>
 
+#include "base/Status.h"
 #include "platform/MarkerFilter.h"
 #include "platform/Paths.h"
 #include "platform/win32/ConsoleNames.h"
@@ -27,7 +28,6 @@ constexpr DWORD kMarkerMilliseconds = 50;
 constexpr DWORD kTidyUpMilliseconds = 4000, kPatienceMilliseconds = 1000;
 // Two requests to stop that come closer together are one.
 constexpr ULONGLONG kSameRequestMilliseconds = 250;
-constexpr int kFailed = -1, kCancelled = -2;
 constexpr wchar_t kEndOfInput = 0x1A;  // Ctrl-Z at the beginning of a line of the console
 
 using Tell = std::function<void(const FrontEndNotice&)>;
@@ -228,7 +228,7 @@ bool ConsoleRun::start() {
     program_ = started.dwProcessId;
     if (!makeObjects()) {
         tell({FrontEndEvent::CannotStart, path, 0, LastError()});
-        ::TerminateProcess(process_.get(), static_cast<UINT>(kFailed));
+        ::TerminateProcess(process_.get(), static_cast<UINT>(kExitFailed));
         return false;
     }
     ::SetConsoleCtrlHandler(OnConsoleControl, TRUE);
@@ -246,7 +246,7 @@ void ConsoleRun::requestStop(DWORD kind) {
         closeAnswers();
     } else if (::GetTickCount64() - cancelledAt_ > kSameRequestMilliseconds && !stoppedAtOnce_.exchange(true)) {
         tell({FrontEndEvent::StoppedAtOnce});
-        ::TerminateProcess(process_.get(), static_cast<UINT>(kCancelled));
+        ::TerminateProcess(process_.get(), static_cast<UINT>(kExitCancelled));
     }
     // The system ends this process as soon as it knows that a closed window was noticed.
     if (kind == CTRL_CLOSE_EVENT) ::WaitForSingleObject(process_.get(), kTidyUpMilliseconds);
@@ -368,15 +368,15 @@ void ConsoleRun::answer() {
 int ConsoleRun::conclude() {
     DWORD status = 0;
     ::GetExitCodeProcess(process_.get(), &status);
-    if (readerGone_ || stoppedAtOnce_) return kCancelled;
+    if (readerGone_ || stoppedAtOnce_) return kExitCancelled;
     // Exception codes have the severity "error"; the program's own statuses are 0, -1 and -2.
     if (status >= 0xC0000000 && status < 0xFFFFFF00) {
         tell({FrontEndEvent::EndedByException, {}, status});
-        return kFailed;
+        return kExitFailed;
     }
     if (!bound_) {
         tell({FrontEndEvent::EndedEarly});
-        return kFailed;
+        return kExitFailed;
     }
     if (status == 0 && markers_.lastResult() == false) tell({FrontEndEvent::StepFailed});
     return static_cast<int>(status);
@@ -384,7 +384,7 @@ int ConsoleRun::conclude() {
 
 int ConsoleRun::run() {
     currentRun = shared_from_this();
-    if (!start()) return kFailed;
+    if (!start()) return kExitFailed;
     const auto self = shared_from_this();
     std::thread([self] {
         self->relay(self->output_, STD_OUTPUT_HANDLE, &self->markers_, self->outputEnded_);

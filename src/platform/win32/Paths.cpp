@@ -1,7 +1,5 @@
 #include "platform/Paths.h"
 
-#include <algorithm>
-
 #include "platform/win32/Native.h"
 
 namespace tovlark {

@@ -4,6 +4,7 @@
 #include <shellapi.h>
 #include <string>
 
+#include "base/Status.h"
 #include "platform/Paths.h"
 #include "platform/win32/ConsoleNames.h"
 #include "platform/win32/Native.h"
@@ -14,7 +15,6 @@ namespace {
 
 // How long a command may take to tidy up once its front end is gone.
 constexpr DWORD kTidyUpMilliseconds = 5000;
-constexpr UINT kCancelledStatus = static_cast<UINT>(-2);
 
 SystemError Execute(const wchar_t* verb, const Text& program, const std::wstring& arguments, int show) {
     const std::wstring path = ToWide(program);
@@ -44,7 +44,7 @@ DWORD WINAPI WatchFrontEnd(void* argument) {
     // The front end is gone, so that nobody would answer a prompt or stop the command a second time.
     *watch.cancel = true;
     ::Sleep(kTidyUpMilliseconds);
-    ::ExitProcess(kCancelledStatus);
+    ::ExitProcess(static_cast<UINT>(kExitCancelled));
 }
 
 std::atomic<bool>* watchedCancel = nullptr;

@@ -2,6 +2,7 @@
 #include <limits>
 
 #include "app/command/Grammars.h"
+#include "base/IniText.h"
 #include "platform/Paths.h"
 
 namespace tovlark {
@@ -106,7 +107,7 @@ TEST(ParseNumbers, WholeWordsAndLeadingDigits) {
         {u"\u0663", std::nullopt, 0},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(ParseWholeNumber(row.word), row.whole) << ToUtf8(row.word);
+        EXPECT_EQ(ParseWholeNumber(ToUtf8(row.word)), row.whole) << ToUtf8(row.word);
         EXPECT_EQ(ParseLeadingNumber(row.word), row.leading) << ToUtf8(row.word);
     }
 }

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include "authoring/AddingFixture.h"
+#include "platform/Files.h"
 
 namespace tovlark {
 namespace {

@@ -1,10 +1,7 @@
-#include <algorithm>
 #include <cstdlib>
 #include <gtest/gtest.h>
 #include <string>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include "platform/SettingsBacking.h"
 #include "support/TempFolder.h"
@@ -67,32 +64,6 @@ TEST(IniFile, AFileOfUtf16IsLeftAlone) {
     folder.write("tovlark.ini", bytes);
     EXPECT_FALSE(Open(folder)->writeNumber({}, u"A", 1));
     EXPECT_EQ(folder.read("tovlark.ini"), bytes);
-}
-
-TEST(IniFile, WritingProcessesLoseNothing) {
-    constexpr int kProcesses = 3, kRounds = 20;
-    TempFolder folder;
-    for (int process = 0; process < kProcesses; ++process) {
-        const pid_t child = fork();
-        ASSERT_GE(child, 0);
-        if (child != 0) continue;
-        bool isKept = true;
-        for (int round = 0; round < kRounds; ++round) {
-            const std::string name = "p" + std::to_string(process) + "r" + std::to_string(round);
-            isKept = Open(folder)->writeNumber({}, FromUtf8(name), 1) && isKept;
-        }
-        _exit(isKept ? 0 : 1);
-    }
-    for (int process = 0; process < kProcesses; ++process) {
-        int status = 1;
-        ASSERT_GT(wait(&status), 0);
-        EXPECT_EQ(status, 0);
-    }
-    const std::string bytes = folder.read("tovlark.ini");
-    EXPECT_EQ(std::count(bytes.begin(), bytes.end(), '='), kProcesses * kRounds);
-    for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
-        EXPECT_TRUE(entry.path().filename() == "tovlark.ini" || entry.path().filename() == "tovlark.ini.lock")
-            << entry.path();
 }
 
 TEST(OpenSettings, LivesInTheConfigurationFolderOrNowhere) {
