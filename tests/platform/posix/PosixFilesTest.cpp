@@ -214,16 +214,5 @@ TEST(PosixFiles, CutsTemporaryNamesBetweenCharacters) {
     EXPECT_TRUE(name.ends_with(u"é.4194304-0.part"));
 }
 
-TEST(PosixFiles, ReportsFoldersThatMayNotBeRead) {
-    if (::geteuid() == 0) GTEST_SKIP() << "the administrator may read everything";
-    const TempFolder folder;
-    std::filesystem::create_directory(folder / "closed");
-    std::filesystem::permissions(folder / "closed", std::filesystem::perms::none);
-    EXPECT_EQ(ListFolder(TextOf(folder / "closed"), [](const FolderEntry&) { return true; }), SystemError{EACCES});
-    NewFile file;
-    EXPECT_EQ(file.create(TextOf(folder / "closed/x")), SystemError{EACCES});
-    std::filesystem::permissions(folder / "closed", std::filesystem::perms::owner_all);
-}
-
 }  // namespace
 }  // namespace tovlark
