@@ -16,8 +16,6 @@ void EmitSource(const ImageBuild& build, const CompilationNode& node, SectorStre
     const Text path = SourcePath(node);
     InputFile file;
     SystemError error = file.open(path);
-    FileInfo info;
-    if (!error.failed()) error = file.examine(info);
     std::uint64_t copied = 0;
     if (error.failed())
         stream.zeros(node.sizeBytes);
@@ -25,6 +23,9 @@ void EmitSource(const ImageBuild& build, const CompilationNode& node, SectorStre
         copied = stream.writeFile(file, node.sizeBytes, error);
     if (stream.failed()) return;
 
+    // Afterwards, so that what grew while it was read is noticed too.
+    FileInfo info;
+    if (!error.failed()) error = file.examine(info);
     if (error.failed()) {
         ReportSource(build, TextId::SourceUnreadable, {path, copied, node.sizeBytes, DescribeError(error)});
     } else if (copied < node.sizeBytes) {

@@ -97,10 +97,16 @@ void AnnouncePrompt() {
     [[maybe_unused]] const ssize_t written = ::write(promptDescriptor, "p", 1);
 }
 
+/// A reader that went away and a file that may not grow are errors of the write, not the end of the process.
+void LetWritesFail() {
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
 }  // namespace
 
 bool BindConsolePipes() {
-    std::signal(SIGPIPE, SIG_IGN);
+    LetWritesFail();
     AdoptPromptDescriptor();
     const RunFolder run = OpenRunFolder(MakeFolder::No);
     if (!run.folder) return false;
@@ -115,7 +121,7 @@ bool BindConsolePipes() {
 }
 
 ConsoleStreams StandardStreams() {
-    std::signal(SIGPIPE, SIG_IGN);
+    LetWritesFail();
     return {nullptr, [](void*, std::string_view bytes) { return WriteOutput(bytes); }, [](void*) { return ReadByte(); },
             [](void*) { AnnouncePrompt(); }};
 }
