@@ -1,14 +1,20 @@
-# The upper-case table of src/base/Text.cpp, made from the Unicode character database of the host, for both systems.
-set(unicode_data /usr/share/unicode/UnicodeData.txt)
-if(NOT EXISTS ${unicode_data})
-  message(FATAL_ERROR "${unicode_data} is missing: run scripts/install-dependencies")
-endif()
+# The tables of src/base/Text.cpp, made from the Unicode character database of the host, for both systems.
 find_program(AWK awk REQUIRED)
-set(upper_case_table ${CMAKE_BINARY_DIR}/generated/base/UpperCaseTable.h)
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/generated/base)
-add_custom_command(
-  OUTPUT ${upper_case_table}
-  COMMAND ${AWK} -f ${CMAKE_SOURCE_DIR}/cmake/UpperCase.awk ${unicode_data} > ${upper_case_table}
-  DEPENDS ${unicode_data} ${CMAKE_SOURCE_DIR}/cmake/UpperCase.awk
-  VERBATIM)
-target_sources(room_base PRIVATE ${upper_case_table})
+
+function(unicode_table header script data)
+  set(source /usr/share/unicode/${data})
+  if(NOT EXISTS ${source})
+    message(FATAL_ERROR "${source} is missing: run scripts/install-dependencies")
+  endif()
+  set(table ${CMAKE_BINARY_DIR}/generated/base/${header})
+  add_custom_command(
+    OUTPUT ${table}
+    COMMAND ${AWK} -f ${CMAKE_SOURCE_DIR}/cmake/${script} ${source} > ${table}
+    DEPENDS ${source} ${CMAKE_SOURCE_DIR}/cmake/${script}
+    VERBATIM)
+  target_sources(room_base PRIVATE ${table})
+endfunction()
+
+unicode_table(UpperCaseTable.h UpperCase.awk UnicodeData.txt)
+unicode_table(WideCharacterTable.h WideCharacters.awk EastAsianWidth.txt)

@@ -4,6 +4,7 @@
 #include <iterator>
 
 #include "base/UpperCaseTable.h"
+#include "base/WideCharacterTable.h"
 
 namespace tovlark {
 
@@ -122,6 +123,17 @@ bool EqualsIgnoringCase(TextView left, TextView right) {
         if (leftUpper != UpperCase(NextCodePoint(right, rightPosition))) return false;
     }
     return leftPosition == left.size() && rightPosition == right.size();
+}
+
+std::size_t CountColumns(TextView text) {
+    std::size_t columns = 0;
+    for (std::size_t position = 0; position < text.size();) {
+        const char32_t character = NextCodePoint(text, position);
+        const auto range = std::lower_bound(std::begin(kWideCharacters), std::end(kWideCharacters), character,
+                                            [](const WideRange& row, char32_t key) { return row.last < key; });
+        columns += range != std::end(kWideCharacters) && range->first <= character ? 2 : 1;
+    }
+    return columns;
 }
 
 }  // namespace tovlark

@@ -31,6 +31,10 @@ Text UpperCase(TextView text);
 /// Compares by simple upper-case mapping.
 bool EqualsIgnoringCase(TextView left, TextView right);
 
+/// Columns that a terminal gives the text: two for each wide character of East Asian scripts, one for each other one
+/// (combining marks included).
+std::size_t CountColumns(TextView text);
+
 /// True for U+D800..U+DBFF and U+DC00..U+DFFF respectively.
 constexpr bool IsHighSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xD800; }
 constexpr bool IsLowSurrogate(char16_t unit) { return (unit & 0xFC00) == 0xDC00; }

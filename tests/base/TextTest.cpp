@@ -77,5 +77,24 @@ TEST(Text, ComparesIgnoringCase) {
     EXPECT_FALSE(EqualsIgnoringCase(u"ss", u"ß"));
 }
 
+TEST(Text, CountsColumnsOfATerminal) {
+    struct Case {
+        TextView text;
+        std::size_t columns;
+    };
+    const Case cases[] = {
+        {u"", 0},
+        {u"ab ~", 4},
+        {u"\u00E4\u2013", 2},
+        {u"\u65E5\u672C x", 6},
+        {u"\uFF71", 1},               // half width katakana
+        {u"\uFF21", 2},               // full width Latin
+        {u"\u1100\u115F\u1160", 5},   // the last wide one of a range and its successor
+        {u"\U00020000", 2},           // beyond the BMP
+        {TextView(u"\xD840", 1), 1},  // a lone half
+    };
+    for (const Case& row : cases) EXPECT_EQ(CountColumns(row.text), row.columns) << ToUtf8(row.text);
+}
+
 }  // namespace
 }  // namespace tovlark

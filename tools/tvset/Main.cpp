@@ -129,12 +129,12 @@ int List(Tool& tool) {
     std::array<std::size_t, kColumns> widths{};
     for (const Cells& cells : table)
         for (std::size_t column = 0; column + 1 < kColumns; ++column)
-            widths[column] = std::max(widths[column], std::min(cells[column].size(), kWidest[column]));
+            widths[column] = std::max(widths[column], std::min(CountColumns(cells[column]), kWidest[column]));
     Text page;
     for (const Cells& cells : table) {
         for (std::size_t column = 0; column + 1 < kColumns; ++column) {
             page += cells[column];
-            page.append(widths[column] - std::min(cells[column].size(), widths[column]) + 2, u' ');
+            page.append(widths[column] - std::min(CountColumns(cells[column]), widths[column]) + 2, u' ');
         }
         page += cells.back() + u"\n";
     }
