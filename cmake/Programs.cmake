@@ -6,6 +6,16 @@ if(entry_sources)
   target_link_libraries(platform_main PRIVATE tovlark_flags room_platform)
 endif()
 
+# The language files, in Lang beside the programs, where a build tree and Windows look for them.
+file(GLOB language_files CONFIGURE_DEPENDS ${CMAKE_SOURCE_DIR}/lang/*.ini)
+foreach(file ${language_files})
+  get_filename_component(name ${file} NAME)
+  set(copy ${CMAKE_RUNTIME_OUTPUT_DIRECTORY}/Lang/${name})
+  add_custom_command(OUTPUT ${copy} COMMAND ${CMAKE_COMMAND} -E copy ${file} ${copy} DEPENDS ${file} VERBATIM)
+  list(APPEND language_copies ${copy})
+endforeach()
+add_custom_target(languages ALL DEPENDS ${language_copies})
+
 # tovlark_program(tvcmd [WINDOWED] [FOLDER tools/tvcmd] LINKS room_platform): build/<preset>/bin/tvcmd from all *.cpp of the folder; without
 # one, ProgramMain comes from a room. WINDOWED: the Windows program has no console of its own.
 add_custom_target(programs)
@@ -27,6 +37,7 @@ function(tovlark_program name)
       target_link_options(${name} PRIVATE -mwindows)
     endif()
   endif()
+  add_dependencies(${name} languages)
   add_dependencies(programs ${name})
   install(TARGETS ${name} RUNTIME)
 endfunction()
