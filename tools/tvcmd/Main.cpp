@@ -1,5 +1,6 @@
 #include "platform/Main.h"
 
+#include "app/session/Settings.h"
 #include "app/session/Texts.h"
 #include "platform/ConsoleStreams.h"
 #include "platform/FrontEnd.h"
@@ -9,7 +10,7 @@ namespace tovlark {
 namespace {
 
 Text Describe(const FrontEndNotice& notice) {
-    const Texts texts;
+    const Texts texts(LoadLanguage(SettingsStore(OpenSettings()).getInt(kLanguage)));
     const Text reason = notice.error.failed() ? DescribeError(notice.error) : Text();
     switch (notice.event) {
         case FrontEndEvent::ProgramMissing: return texts.format(TextId::ProgramMissing, {notice.subject});
