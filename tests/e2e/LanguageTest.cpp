@@ -74,10 +74,6 @@ TEST_F(Language, JapaneseNamesAndLabelsAreCodePage932) {
     const std::string image = folder_.read("x.iso");
     EXPECT_THAT(image, HasSubstr(std::string("\x08", 1) + inPage932 + ".TXT"));  // length and name of the record
     EXPECT_EQ(image.substr(32768 + 40, 32), inPage932 + std::string(28, ' ')) << "volume identifier";
-    const ProgramEnd listing = RunProgram({.words = {"isoinfo", "-f", "-i", "x.iso", "-j", "cp932"},
-                                           .environment = {{"LC_ALL", "C.UTF-8"}},
-                                           .folder = folder_.path()});
-    EXPECT_EQ(listing.output, "/\xE8\xA1\xA8\xE8\xA8\x88.TXT\n") << listing.errors;
 }
 
 TEST_F(Language, ColumnsOfWideCharactersStayInLine) {
