@@ -1,12 +1,15 @@
 # A thin front for the presets (CMakePresets.json) and the scripts. Every target installs what it needs and can be run on a fresh machine.
 PREFIX ?= /usr/local
 FUZZ_SECONDS ?= 30
+BENCH_SCALE ?= 1
+BENCH_ROUNDS ?= 5
+BENCH_ROWS ?=
 JOBS ?= $(shell nproc)
 
 CONFIGURE = cmake --preset
 CTEST = ctest --output-on-failure --no-tests=error -j$(JOBS)
 
-.PHONY: build demo test windows check asan tsan fuzz install deb
+.PHONY: build demo test windows check asan tsan fuzz bench install deb
 
 build:
 	scripts/install-dependencies build test
@@ -54,6 +57,13 @@ fuzz:
 	$(CONFIGURE) fuzz >/dev/null
 	cmake --build build/fuzz -j$(JOBS) --target fuzz_targets
 	scripts/fuzz $(FUZZ_SECONDS)
+
+# A smaller scale shrinks every tree; BENCH_ROWS names some rows only (bench/run.py --help lists them).
+bench:
+	scripts/install-dependencies build bench
+	$(CONFIGURE) release >/dev/null
+	cmake --build build/release -j$(JOBS) --target programs
+	bench/run.py --scale $(BENCH_SCALE) --rounds $(BENCH_ROUNDS) $(BENCH_ROWS)
 
 install: build
 	cmake --install build/release --prefix $(PREFIX) --strip
