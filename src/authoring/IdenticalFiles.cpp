@@ -6,6 +6,7 @@
 #include <numeric>
 #include <tuple>
 
+#include "authoring/ReadAhead.h"
 #include "base/Checksum.h"
 #include "base/Sectors.h"
 #include "platform/Files.h"
@@ -17,6 +18,7 @@ namespace {
 constexpr std::size_t kChunkSize = 32768;      // files up to this size are fingerprinted whole
 static_assert(5 * kSectorSize <= kChunkSize);  // the sample of a larger one fits as well
 constexpr std::size_t kComparedAtOnce = 16;    // files open beside the one they are compared with
+constexpr std::size_t kFilesABatch = 64;       // fingerprinted in one go
 
 std::vector<CompilationNode*> FilesBySize(const ImageBuildContext& context) {
     std::vector<CompilationNode*> files;
@@ -39,6 +41,59 @@ std::vector<CompilationNode*> FilesBySize(const ImageBuildContext& context) {
     return files;
 }
 
+/// Reads a piece of a file whole; one that cannot be read never shares its data.
+bool ReadPiece(const InputFile& file, CompilationNode& node, std::uint64_t offset, std::span<std::byte> bytes) {
+    std::size_t readCount = 0;
+    const SystemError error = file.readAt(offset, bytes, readCount);
+    if (!error.failed() && readCount == bytes.size()) return true;
+    node.fingerprintState = FingerprintState::ReadFailed;
+    return false;
+}
+
+void TakeFingerprint(const InputFile& file, CompilationNode& node, std::span<std::byte> chunk) {
+    std::span<std::byte> sample = chunk.first(std::min<std::uint64_t>(node.sizeBytes, kChunkSize));
+    if (node.sizeBytes <= kChunkSize) {
+        if (!ReadPiece(file, node, 0, sample)) return;
+    } else {
+        const std::uint64_t count = SectorsFor(node.sizeBytes), half = count / 2, quarter = count / 4;
+        std::size_t taken = 0;
+        for (const std::uint64_t sector : {std::uint64_t{0}, quarter, half, half + quarter, count - 1}) {
+            const std::uint64_t offset = sector * kSectorSize;
+            const std::size_t length = std::min<std::uint64_t>(kSectorSize, node.sizeBytes - offset);
+            if (!ReadPiece(file, node, offset, sample.subspan(taken, length))) return;
+            taken += length;
+        }
+        sample = sample.first(taken);
+    }
+    node.fingerprint = Crc32(sample);
+    node.fingerprintState = FingerprintState::Computed;
+}
+
+/// What came of the fingerprints of some files: they stand in their nodes.
+struct FingerprintBatch {
+    std::vector<std::byte> chunk = std::vector<std::byte>(kChunkSize);
+    const CompilationNode* unopened = nullptr;  // the first file that could not be opened; none behind it was tried
+    SystemError error;
+};
+
+void FillBatch(std::span<CompilationNode* const> files, std::span<const std::uint32_t> indexes,
+               FingerprintBatch& batch) {
+    OpenFolder folder;
+    const SourceFolder* opened = nullptr;
+    for (const std::uint32_t index : indexes) {
+        CompilationNode& node = *files[index];
+        InputFile file;
+        if (opened != node.sourceFolder) batch.error = folder.open(node.sourceFolder->path);
+        opened = node.sourceFolder;
+        if (!batch.error.failed()) batch.error = file.open(folder, node.sourceName);
+        if (batch.error.failed()) {
+            batch.unopened = &node;
+            return;
+        }
+        TakeFingerprint(file, node, batch.chunk);
+    }
+}
+
 /// Finds the leader of every file. Files are known by their order index.
 class FileComparer {
 public:
@@ -52,16 +107,19 @@ public:
     void run() {
         ConsoleSession& session = task_.session;
         const Texts& texts = session.texts();
-        session.beginStep(texts[TextId::ScanningFiles], files_.size());
-        std::size_t first = 0;
-        while (first < files_.size() && context_.error == BuildError::None) {
-            std::size_t end = first + 1;
-            while (end < files_.size() && files_[end]->sizeBytes == files_[first]->sizeBytes) ++end;
-            if (end - first > 1) compareRun(static_cast<std::uint32_t>(first), static_cast<std::uint32_t>(end));
-            if (context_.error == BuildError::None) session.addProgress(end - first);
-            first = end;
+        std::vector<Run> runs;
+        for (std::uint32_t first = 0; first < files_.size(); first = runs.back().end) runs.push_back(gather(first));
+        session.beginStep(texts[TextId::ScanningFiles], candidates_.size() + files_.size());
+        takeFingerprints();
+        std::size_t doneCount = 0;
+        for (const Run& run : runs) {
+            if (run.endCandidate > run.firstCandidate && !stopped()) compareContents(run);
+            if (context_.error != BuildError::None) break;
+            doneCount = run.end;
+            session.addProgress(run.end - run.first);
         }
-        task_.log.append(texts.format(TextId::ScannedFiles, {files_.size(), std::min(first, files_.size())}));
+        for (const std::uint32_t index : repeated_) leaders_[index] = leaders_[leaders_[index]];
+        task_.log.append(texts.format(TextId::ScannedFiles, {files_.size(), doneCount}));
         if (context_.error != BuildError::None) return session.print(u"\r\n");
         session.finishStep();
         session.printDone();
@@ -70,6 +128,11 @@ public:
     Indexes takeLeaders() { return std::move(leaders_); }
 
 private:
+    /// Files of one size, and which of them are candidates.
+    struct Run {
+        std::uint32_t first, end;
+        std::size_t firstCandidate, endCandidate;
+    };
     struct OpenFile {
         std::uint32_t index;
         InputFile file;
@@ -80,10 +143,13 @@ private:
         return context_.error != BuildError::None;
     }
 
-    /// Files of one size.
-    void compareRun(std::uint32_t first, std::uint32_t end) {
+    /// Gathers the candidates of the size of the file at `first`; what is in memory is compared at once.
+    Run gather(std::uint32_t first) {
+        Run run{first, first + 1, candidates_.size(), candidates_.size()};
+        while (run.end < files_.size() && files_[run.end]->sizeBytes == files_[first]->sizeBytes) ++run.end;
+        if (run.end - first == 1) return run;
         Indexes onDisk, inMemory;
-        for (std::uint32_t index = first; index < end; ++index) {
+        for (std::uint32_t index = first; index < run.end; ++index) {
             const CompilationNode& file = *files_[index];
             if (file.isSpecial()) continue;
             if (file.memory != nullptr)
@@ -92,9 +158,10 @@ private:
                 onDisk.push_back(index);
         }
         compareMemory(inMemory);
-        const Indexes repeated = setAsideSameSources(onDisk);
-        if (onDisk.size() > 1) compareContents(onDisk);
-        for (const std::uint32_t index : repeated) leaders_[index] = leaders_[leaders_[index]];
+        setAsideSameSources(onDisk);
+        if (onDisk.size() > 1) candidates_.insert(candidates_.end(), onDisk.begin(), onDisk.end());
+        run.endCandidate = candidates_.size();
+        return run;
     }
 
     void compareMemory(const Indexes& inMemory) {
@@ -112,9 +179,8 @@ private:
         }
     }
 
-    /// Takes all but the first file of every source path out of the list, makes that one their leader and returns
-    /// them.
-    Indexes setAsideSameSources(Indexes& onDisk) {
+    /// Takes all but the first file of every source path out of the list and makes that one their leader.
+    void setAsideSameSources(Indexes& onDisk) {
         const auto sourceOf = [&](std::uint32_t index) {
             return std::pair(files_[index]->sourceFolder, files_[index]->sourceName);
         };
@@ -124,26 +190,43 @@ private:
             if (leftFolder != rightFolder) return std::less<>()(leftFolder, rightFolder);
             return std::tie(leftName, left) < std::tie(rightName, right);
         });
-        Indexes kept, repeated;
+        Indexes kept;
         for (const std::uint32_t index : onDisk) {
             if (!kept.empty() && sourceOf(kept.back()) == sourceOf(index)) {
                 leaders_[index] = kept.back();
-                repeated.push_back(index);
+                repeated_.push_back(index);
             } else {
                 kept.push_back(index);
             }
         }
         std::sort(kept.begin(), kept.end());
         onDisk = std::move(kept);
-        return repeated;
     }
 
-    void compareContents(Indexes& candidates) {
-        for (const std::uint32_t index : candidates) {
-            if (stopped()) return;
-            takeFingerprint(*files_[index]);
+    /// Reads the candidates folder after folder, the way they lie on the disk.
+    void takeFingerprints() {
+        Indexes order = candidates_;
+        std::stable_sort(order.begin(), order.end(), [&](std::uint32_t left, std::uint32_t right) {
+            return std::less<>()(files_[left]->sourceFolder, files_[right]->sourceFolder);
+        });
+        const auto filesOf = [&](std::size_t batchNumber) {
+            const std::size_t first = batchNumber * kFilesABatch;
+            return std::span(order).subspan(first, std::min(kFilesABatch, order.size() - first));
+        };
+        const std::size_t batchCount = (order.size() + kFilesABatch - 1) / kFilesABatch;
+        ReadAhead<FingerprintBatch> ahead(batchCount, [&](std::size_t number, FingerprintBatch& batch) {
+            FillBatch(files_, filesOf(number), batch);
+        });
+        for (std::size_t number = 0; number < batchCount && !stopped(); ++number) {
+            const FingerprintBatch& batch = ahead.take();
+            if (batch.unopened != nullptr) return fail(*batch.unopened, batch.error);
+            task_.session.addProgress(filesOf(number).size());
         }
-        if (stopped()) return;
+    }
+
+    void compareContents(const Run& run) {
+        Indexes candidates(candidates_.begin() + static_cast<std::ptrdiff_t>(run.firstCandidate),
+                           candidates_.begin() + static_cast<std::ptrdiff_t>(run.endCandidate));
         std::erase_if(candidates, [&](std::uint32_t index) {
             return files_[index]->fingerprintState != FingerprintState::Computed;
         });
@@ -186,13 +269,13 @@ private:
         for (std::uint64_t offset = 0; offset < sizeBytes && !same.empty(); offset += kChunkSize) {
             if (stopped()) return;
             const std::size_t count = std::min<std::uint64_t>(kChunkSize, sizeBytes - offset);
-            if (!read(leaderFile, leader, offset, std::span(leaderChunk_).first(count))) {
+            if (!ReadPiece(leaderFile, *files_[leader], offset, std::span(leaderChunk_).first(count))) {
                 for (const OpenFile& other : same) different.push_back(other.index);
                 return;
             }
             std::erase_if(same, [&](const OpenFile& other) {
                 const std::span<std::byte> chunk = std::span(chunk_).first(count);
-                if (!read(other.file, other.index, offset, chunk)) return true;
+                if (!ReadPiece(other.file, *files_[other.index], offset, chunk)) return true;
                 if (std::memcmp(chunk.data(), leaderChunk_.data(), count) == 0) return false;
                 different.push_back(other.index);
                 return true;
@@ -201,49 +284,24 @@ private:
         for (const OpenFile& other : same) leaders_[other.index] = leader;
     }
 
-    void takeFingerprint(CompilationNode& node) {
-        InputFile file;
-        if (!open(node.orderIndex, file)) return;
-        std::span<std::byte> sample = std::span(chunk_).first(std::min<std::uint64_t>(node.sizeBytes, kChunkSize));
-        if (node.sizeBytes <= kChunkSize) {
-            if (!read(file, node.orderIndex, 0, sample)) return;
-        } else {
-            const std::uint64_t count = SectorsFor(node.sizeBytes), half = count / 2, quarter = count / 4;
-            std::size_t taken = 0;
-            for (const std::uint64_t sector : {std::uint64_t{0}, quarter, half, half + quarter, count - 1}) {
-                const std::uint64_t offset = sector * kSectorSize;
-                const std::size_t length = std::min<std::uint64_t>(kSectorSize, node.sizeBytes - offset);
-                if (!read(file, node.orderIndex, offset, sample.subspan(taken, length))) return;
-                taken += length;
-            }
-            sample = sample.first(taken);
-        }
-        node.fingerprint = Crc32(sample);
-        node.fingerprintState = FingerprintState::Computed;
-    }
-
     bool open(std::uint32_t index, InputFile& file) {
-        const Text path = SourcePath(*files_[index]);
-        const SystemError error = file.open(path);
-        if (!error.failed()) return true;
-        context_.error = BuildError::OpenFailed;
-        context_.errorSubject = path;
-        context_.systemError = error;
-        return false;
+        const SystemError error = file.open(SourcePath(*files_[index]));
+        if (error.failed()) fail(*files_[index], error);
+        return !error.failed();
     }
 
-    bool read(const InputFile& file, std::uint32_t index, std::uint64_t offset, std::span<std::byte> bytes) {
-        std::size_t readCount = 0;
-        const SystemError error = file.readAt(offset, bytes, readCount);
-        if (!error.failed() && readCount == bytes.size()) return true;
-        files_[index]->fingerprintState = FingerprintState::ReadFailed;
-        return false;
+    void fail(const CompilationNode& node, SystemError error) {
+        context_.error = BuildError::OpenFailed;
+        context_.errorSubject = SourcePath(node);
+        context_.systemError = error;
     }
 
     Task& task_;
     ImageBuildContext& context_;
     const std::vector<CompilationNode*>& files_;
     Indexes leaders_;
+    Indexes candidates_;  // files to be read, run after run
+    Indexes repeated_;    // files of a source that another has too
     std::vector<std::byte> leaderChunk_ = std::vector<std::byte>(kChunkSize);
     std::vector<std::byte> chunk_ = std::vector<std::byte>(kChunkSize);
 };

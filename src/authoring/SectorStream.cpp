@@ -27,10 +27,20 @@ bool SectorStream::stopRequested() {
 
 void SectorStream::flush() {
     if (used_ == 0 || stopRequested()) return;
-    const auto count = static_cast<std::uint32_t>(used_ / kSectorSize);
-    const std::uint32_t accepted = sink_.accept(sink_.self, nextSector_, std::span(buffer_).first(used_));
-    nextSector_ += accepted;
+    const std::span<const std::byte> gathered = std::span(buffer_).first(used_);
     used_ = 0;
+    hand(gathered);
+}
+
+void SectorStream::writeSectors(std::span<const std::byte> sectors) {
+    flush();
+    if (!stopRequested()) hand(sectors);
+}
+
+void SectorStream::hand(std::span<const std::byte> sectors) {
+    const auto count = static_cast<std::uint32_t>(sectors.size() / kSectorSize);
+    const std::uint32_t accepted = sink_.accept(sink_.self, nextSector_, sectors);
+    nextSector_ += accepted;
     task_.session.addProgress(std::uint64_t{accepted} * kSectorSize);
     if (accepted != count) context_.error = BuildError::WriteFailed;
 }

@@ -28,6 +28,8 @@ public:
         write(std::as_bytes(std::span(&structure, 1)));
     }
     void zeros(std::uint64_t count);
+    /// Writes whole sectors from where they are; the position must be a sector's start.
+    void writeSectors(std::span<const std::byte> sectors);
     void padToSector();
 
     /// Writes `sizeBytes` from the start of a file, zeros from where it cannot be read on. Returns the bytes that came
@@ -42,6 +44,7 @@ private:
     /// Free room of the gathering buffer, never empty unless the stream failed.
     std::span<std::byte> room();
     bool stopRequested();
+    void hand(std::span<const std::byte> sectors);
     std::uint64_t copyBySink(const InputFile& file, std::uint64_t sizeBytes);
 
     Task& task_;

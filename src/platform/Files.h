@@ -54,6 +54,24 @@ SystemError ReadSymbolicLink(const Text& path, Text& target);
 /// True when the error means that nothing has that name.
 bool IsNotFound(SystemError error);
 
+/// A folder held open, so that its files are reached without finding it again. Safe to use from several threads at
+/// once.
+class OpenFolder {
+public:
+    OpenFolder();
+    ~OpenFolder();
+    OpenFolder(OpenFolder&&) noexcept;
+    OpenFolder& operator=(OpenFolder&&) noexcept;
+
+    /// A folder that may be searched but not listed opens too.
+    SystemError open(const Text& path);
+
+private:
+    friend class InputFile;
+    struct State;
+    std::unique_ptr<State> state_;
+};
+
 /// A file open for reading at any offset. Safe to read from several threads at once.
 class InputFile {
 public:
@@ -64,9 +82,17 @@ public:
 
     /// Opens a regular file (or whatever can be read at an offset), links followed. Opening a FIFO never waits.
     SystemError open(const Text& path);
+    /// Opens a file of a folder in as few system calls as it takes: what cannot be read may open, only reading tells.
+    SystemError open(const OpenFolder& folder, TextView name);
     bool isOpen() const;
     /// Reads until `buffer` is full or the file ends; `readCount` tells how much came.
-    SystemError readAt(std::uint64_t offset, std::span<std::byte> buffer, std::size_t& readCount) const;
+    SystemError readAt(std::uint64_t offset, std::span<std::byte> buffer, std::size_t& readCount) const {
+        return readAt(offset, buffer, buffer.size(), readCount);
+    }
+    /// The same, but content with `enoughCount` bytes once no more come at once: with room for one byte more than the
+    /// file is thought to have, one system call reads it and tells that it grew.
+    SystemError readAt(std::uint64_t offset, std::span<std::byte> buffer, std::size_t enoughCount,
+                       std::size_t& readCount) const;
     SystemError examine(FileInfo& info) const;
     /// The system's handle widened to an integer, for the other files of this folder only.
     std::intptr_t native() const;

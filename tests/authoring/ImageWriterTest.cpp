@@ -311,6 +311,69 @@ TEST_F(ImageWriterTest, StopsAtTheFirstFailureAndOnCancel) {
     EXPECT_EQ(acceptCount_, 1u);
 }
 
+/// A hundred files of 0 to 99,000 bytes: some megabytes, more than is read ahead at once.
+class ManySourcesTest : public ImageWriterTest {
+protected:
+    ManySourcesTest() {
+        for (int number = 0; number < 100; ++number)
+            source(*context_.root, sources_.write(nameOf(number), contentsOf(number)));
+        context_.optimisationEnabled = false;
+    }
+    static std::string nameOf(int number) { return ToUtf8(FormatText(u"file %02d", {number})); }
+    static std::string contentsOf(int number) {
+        return std::string(static_cast<std::size_t>(number) * 1000, static_cast<char>(number));
+    }
+
+    TempFolder sources_;
+};
+
+TEST_F(ManySourcesTest, StandWhereTheirRecordsSayAndAreReportedInTurn) {
+    const std::string big(700'000, 'b');
+    source(*context_.root, sources_.write("file 50 big", big));
+    file(*context_.root, u"file 60 memory", "memory");
+    std::filesystem::remove(sources_ / nameOf(40));
+    std::filesystem::resize_file(sources_ / nameOf(64), 64'001);
+    std::filesystem::resize_file(sources_ / nameOf(90), 123);
+    ASSERT_EQ(write(), Status::Ok);
+
+    const IsoReader image(image_);
+    const IsoReader::Tree tree = readIso();
+    EXPECT_EQ(tree.size(), 103u);
+    for (int number = 0; number < 100; ++number) {
+        std::string expected = contentsOf(number);
+        if (number == 40) expected.assign(expected.size(), '\0');
+        if (number == 90) expected.replace(123, expected.npos, std::string(expected.size() - 123, '\0'));
+        EXPECT_TRUE(image.contents(tree.at("/" + nameOf(number))) == expected) << number;
+    }
+    EXPECT_TRUE(image.contents(tree.at("/file 50 big")) == big);
+    EXPECT_EQ(image.contents(tree.at("/file 60 memory")), "memory");
+    ASSERT_EQ(fake_.log.lines().size(), 3u);
+    const char* reports[] = {"file 40 cannot be read from byte 0 of 40000",
+                             "file 64 became longer than the 64000 bytes", "file 90 ended early, at byte 123 of 90000"};
+    for (std::size_t line = 0; line < 3; ++line)
+        EXPECT_THAT(ToUtf8(fake_.log.lines()[line].text), HasSubstr(reports[line]));
+}
+
+TEST_F(ManySourcesTest, AreLeftAloneAfterAFailureOrCancel) {
+    struct Case {
+        bool isCancelled;
+        std::uint32_t acceptCount;
+    };
+    for (const Case& each : {Case{false, 1}, Case{false, 4}, Case{true, 1}, Case{true, 4}}) {
+        context_.error = BuildError::None;
+        fake_.flags.cancel = false;
+        acceptCount_ = 0;
+        beforeAccept_ = [&] {
+            if (acceptCount_ < each.acceptCount) return true;
+            fake_.flags.cancel = each.isCancelled;
+            return each.isCancelled;
+        };
+        EXPECT_EQ(write(), Status::Failed);
+        EXPECT_EQ(context_.error, each.isCancelled ? BuildError::Cancelled : BuildError::WriteFailed);
+        EXPECT_EQ(acceptCount_, each.acceptCount);
+    }
+}
+
 TEST_F(ImageWriterTest, SourcesThatChangeArePaddedOrCut) {
     TempFolder folder;
     const std::string contents(3000, 's');

@@ -114,6 +114,32 @@ TEST(Files, RefusesToReadWhatIsNoFile) {
     EXPECT_FALSE(file.isOpen());
 }
 
+TEST(Files, ReadsFilesOfAnOpenFolder) {
+    const TempFolder folder;
+    folder.write("a", "0123456789");
+    OpenFolder opened;
+    ASSERT_FALSE(opened.open(TextOf(folder.path())).failed());
+    InputFile file;
+    EXPECT_TRUE(IsNotFound(file.open(opened, u"missing")));
+    ASSERT_FALSE(file.open(opened, u"a").failed());
+    struct Case {
+        const char* fault;
+        std::size_t enough;
+        std::size_t room;
+        std::string expected;
+    };
+    for (const Case& row : {Case{"as expected", 10, 11, "0123456789"}, Case{"became longer", 8, 9, "012345678"},
+                            Case{"became shorter", 20, 21, "0123456789"}}) {
+        std::string buffer(row.room, '-');
+        std::size_t count = 0;
+        ASSERT_FALSE(file.readAt(0, std::as_writable_bytes(std::span(buffer)), row.enough, count).failed());
+        EXPECT_EQ(buffer.substr(0, count), row.expected) << row.fault;
+    }
+    // A folder that is none is found out at the latest with its first file.
+    const SystemError error = opened.open(TextOf(folder / "no folder"));
+    EXPECT_TRUE(IsNotFound(error.failed() ? error : file.open(opened, u"a")));
+}
+
 TEST(Files, ReadsSmallFilesWhole) {
     const TempFolder folder;
     std::string bytes = "old";

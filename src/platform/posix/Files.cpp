@@ -41,6 +41,9 @@ struct CloseFolder {
     void operator()(DIR* folder) const { ::closedir(folder); }
 };
 
+// Opening a FIFO never waits, and a terminal never becomes ours.
+constexpr int kReadFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
 int FdOf(std::intptr_t handle) { return static_cast<int>(handle); }
 
 }  // namespace
@@ -118,6 +121,23 @@ SystemError SetCurrentFolder(const Text& path) {
     return ::chdir(NativePath(path).c_str()) == 0 ? SystemError{} : LastError();
 }
 
+struct OpenFolder::State {
+    Descriptor folder;
+};
+
+OpenFolder::OpenFolder() = default;
+OpenFolder::~OpenFolder() = default;
+OpenFolder::OpenFolder(OpenFolder&&) noexcept = default;
+OpenFolder& OpenFolder::operator=(OpenFolder&&) noexcept = default;
+
+SystemError OpenFolder::open(const Text& path) {
+    state_.reset();
+    Descriptor folder(::open(NativePath(path).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) return LastError();
+    state_ = std::make_unique<State>(State{std::move(folder)});
+    return {};
+}
+
 InputFile::InputFile() : handle_(-1) {}
 
 InputFile::~InputFile() {
@@ -132,7 +152,7 @@ InputFile& InputFile::operator=(InputFile&& other) noexcept {
 }
 
 SystemError InputFile::open(const Text& path) {
-    Descriptor file(::open(NativePath(path).c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    Descriptor file(::open(NativePath(path).c_str(), kReadFlags));
     if (!file) return LastError();
     FileInfo info;
     if (const SystemError error = Examine(file.get(), "", AT_EMPTY_PATH, info); error.failed()) return error;
@@ -144,11 +164,20 @@ SystemError InputFile::open(const Text& path) {
     return {};
 }
 
+SystemError InputFile::open(const OpenFolder& folder, TextView name) {
+    Descriptor file(::openat(folder.state_->folder.get(), NativePath(name).c_str(), kReadFlags));
+    if (!file) return LastError();
+    *this = InputFile();
+    handle_ = file.release();
+    return {};
+}
+
 bool InputFile::isOpen() const { return handle_ >= 0; }
 
-SystemError InputFile::readAt(std::uint64_t offset, std::span<std::byte> buffer, std::size_t& readCount) const {
+SystemError InputFile::readAt(std::uint64_t offset, std::span<std::byte> buffer, std::size_t enoughCount,
+                              std::size_t& readCount) const {
     readCount = 0;
-    while (readCount < buffer.size()) {
+    while (readCount < enoughCount) {
         const std::span<std::byte> rest = buffer.subspan(readCount);
         const ssize_t count = ::pread(FdOf(handle_), rest.data(), rest.size(), static_cast<off_t>(offset + readCount));
         if (count < 0 && errno == EINTR) continue;

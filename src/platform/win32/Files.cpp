@@ -187,6 +187,21 @@ SystemError SetCurrentFolder(const Text& path) {
     return ::SetCurrentDirectoryW(ToWide(path).c_str()) ? SystemError{} : LastError();
 }
 
+// Paths are all that this system opens files by.
+struct OpenFolder::State {
+    Text path;
+};
+
+OpenFolder::OpenFolder() = default;
+OpenFolder::~OpenFolder() = default;
+OpenFolder::OpenFolder(OpenFolder&&) noexcept = default;
+OpenFolder& OpenFolder::operator=(OpenFolder&&) noexcept = default;
+
+SystemError OpenFolder::open(const Text& path) {
+    state_ = std::make_unique<State>(State{path});
+    return {};
+}
+
 InputFile::InputFile() : handle_(-1) {}
 
 InputFile::~InputFile() {
@@ -213,12 +228,23 @@ SystemError InputFile::open(const Text& path) {
     return {};
 }
 
+SystemError InputFile::open(const OpenFolder& folder, TextView name) {
+    Handle file;
+    if (const SystemError error = OpenAnything(JoinPath(folder.state_->path, name), GENERIC_READ, 0, file);
+        error.failed())
+        return error;
+    *this = InputFile();
+    handle_ = reinterpret_cast<std::intptr_t>(file.release());
+    return {};
+}
+
 bool InputFile::isOpen() const { return HandleOf(handle_) != INVALID_HANDLE_VALUE; }
 
-SystemError InputFile::readAt(std::uint64_t offset, std::span<std::byte> buffer, std::size_t& readCount) const {
+SystemError InputFile::readAt(std::uint64_t offset, std::span<std::byte> buffer, std::size_t enoughCount,
+                              std::size_t& readCount) const {
     constexpr std::size_t kMostAtOnce = 1 << 30;
     readCount = 0;
-    while (readCount < buffer.size()) {
+    while (readCount < enoughCount) {
         const std::span<std::byte> rest = buffer.subspan(readCount);
         const std::uint64_t position = offset + readCount;
         OVERLAPPED place{};
