@@ -223,6 +223,7 @@ def measure(program: Program, tree: str, out: str, environment: dict) -> Figures
             raise Wrong(f"status {process.returncode}: {lines[-1]}")
     with open(memory_file, encoding="ascii") as lines:
         memory = int(lines.read()) * 1024
+    expect(os.path.exists(out), "it ended well and wrote nothing")
     settle(out)
     settled = time.perf_counter() - began
     return Figures(wall, settled, cpu, memory, phases)
