@@ -311,14 +311,16 @@ def machine(folder: str) -> str:
 
 
 def print_goals(results: dict, scale: float) -> None:
-    print("\nGoals" + ("" if scale == 1 else f" (meant for scale 1, this is {scale:g})"))
+    lines = []
     for goal in GOALS:
         try:
             value = goal.value(results)
         except KeyError:
             continue
         verdict = "not measured" if math.isnan(value) else "met" if value <= goal.limit else "MISSED"
-        print(f"  {goal.row + ': ' + goal.what:<36} {value:8.2f}   at most {goal.limit:8.2f}   {verdict}")
+        lines.append(f"  {goal.row + ': ' + goal.what:<36} {value:8.2f}   at most {goal.limit:8.2f}   {verdict}")
+    if lines:
+        print("\nGoals" + ("" if scale == 1 else f" (meant for scale 1, this is {scale:g})"), *lines, sep="\n")
 
 
 def read_words() -> argparse.Namespace:
