@@ -112,7 +112,6 @@ enum class BuildError : std::uint8_t {
     WriteFailed,
     NoUniqueName,
     TooManyFolders,
-    PathTooDeep,
     TooLarge,
     NamesRefused,
     NotSupported,  // asks for something this build cannot write

@@ -86,7 +86,6 @@ TextId WordsOf(const ImageBuildContext& context) {
         case BuildError::WriteFailed: return TextId::ErrorWritingData;
         case BuildError::NoUniqueName: return TextId::BuildNoUniqueName;
         case BuildError::TooManyFolders: return TextId::BuildTooManyFolders;
-        case BuildError::PathTooDeep: return TextId::BuildPathTooDeep;
         case BuildError::TooLarge:
             return context.errorSubject.empty() ? TextId::BuildImageTooLarge : TextId::BuildFileTooLarge;
         case BuildError::NamesRefused: return TextId::BuildNamesRefused;

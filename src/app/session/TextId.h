@@ -109,7 +109,6 @@ enum class TextId : std::uint16_t {
     BuildOpenFailed,
     BuildNoUniqueName,
     BuildTooManyFolders,
-    BuildPathTooDeep,
     BuildImageTooLarge,
     BuildFileTooLarge,
     BuildNamesRefused,

@@ -187,7 +187,6 @@ constexpr TextRow kTexts[] = {
     {TextId::BuildNoUniqueName, 523, u"No unique name is left for this file or folder in its folder of the image."},
     {TextId::BuildTooManyFolders, 524,
      u"More than 65,535 folders do not fit an ISO 9660 image. Add fewer folders, or pack some of them into one file."},
-    {TextId::BuildPathTooDeep, 525, u"The folders of the image lie too deep."},
     {TextId::BuildImageTooLarge, 526, u"The image would have more sectors than ISO 9660 can count."},
     {TextId::BuildFileTooLarge, 527, u"The maximum allowed file size on disc is 4GB if ISO 9660 is enabled."},
     {TextId::BuildNamesRefused, 528, u"The image was not made, because its changed names were not agreed to."},
