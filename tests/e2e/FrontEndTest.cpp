@@ -110,7 +110,7 @@ TEST_F(FrontEnd, TakesMarkersOutOfTheStream) {
         words.insert(words.end(), one.pieces.begin(), one.pieces.end());
         const ProgramEnd end = run(words);
         EXPECT_EQ(end.output, one.shown) << one.fault;
-        EXPECT_EQ(end.errors.empty(), !one.tellsFailure) << one.fault;
+        EXPECT_EQ(end.errors.empty(), !one.tellsFailure) << one.fault << ": " << end.errors;
         EXPECT_EQ(end.status, 0) << one.fault;
     }
 }
