@@ -82,12 +82,12 @@ TextId WordsOf(const ImageBuildContext& context) {
     switch (context.error) {
         case BuildError::None:
         case BuildError::Cancelled: return TextId::BuildCancelled;
-        case BuildError::OpenFailed: return TextId::BuildOpenFailed;
+        case BuildError::OpenFailed: return TextId::OpenFileFailed;
         case BuildError::WriteFailed: return TextId::ErrorWritingData;
         case BuildError::NoUniqueName: return TextId::BuildNoUniqueName;
         case BuildError::TooManyFolders: return TextId::BuildTooManyFolders;
         case BuildError::TooLarge:
-            return context.errorSubject.empty() ? TextId::BuildImageTooLarge : TextId::BuildFileTooLarge;
+            return context.errorSubject.empty() ? TextId::BuildImageTooLarge : TextId::LargeFileReason;
         case BuildError::NamesRefused: return TextId::BuildNamesRefused;
         case BuildError::NotSupported: return TextId::BuildNotSupported;
         case BuildError::OutOfMemory: break;
