@@ -1,0 +1,16 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+
+#include "readers/Volume.h"
+
+namespace tovlark {
+
+/// True when the volume recognition sequence announces UDF ("NSR02" or "NSR03", ECMA-167 3/9.1).
+bool HasUdf(const ByteSource& source);
+
+/// Opens the UDF tree. The source must outlive the volume. Null with `fault` set when it is broken.
+std::unique_ptr<Volume> OpenUdf(const ByteSource& source, std::optional<VolumeFault>& fault);
+
+}  // namespace tovlark
