@@ -1,6 +1,6 @@
 #include "authoring/ImageLayout.h"
-#include "authoring/IsoBytes.h"
 #include "authoring/IsoDates.h"
+#include "base/IsoBytes.h"
 #include "base/Sectors.h"
 
 namespace tovlark {

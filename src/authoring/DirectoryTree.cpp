@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "authoring/IsoBytes.h"
+#include "base/IsoBytes.h"
 
 namespace tovlark {
 

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "authoring/Compilation.h"
-#include "authoring/IsoBytes.h"
 #include "base/Clock.h"
+#include "base/IsoBytes.h"
 
 namespace tovlark {
 

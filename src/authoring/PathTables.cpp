@@ -1,5 +1,5 @@
 #include "authoring/ImageLayout.h"
-#include "authoring/IsoBytes.h"
+#include "base/IsoBytes.h"
 
 namespace tovlark {
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 
 #include "authoring/ImageLayout.h"
-#include "authoring/IsoBytes.h"
 #include "authoring/IsoDates.h"
+#include "base/IsoBytes.h"
 
 namespace tovlark {
 
