@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "base/IniText.h"
+#include "base/TextFile.h"
 #include "platform/Files.h"
 #include "platform/Paths.h"
 
@@ -17,19 +18,6 @@ namespace {
 constexpr std::uint64_t kMaximumBytes = 4 * 1024 * 1024;
 constexpr std::uint32_t kEnglish = 9;  // primary language identifiers are the low 10 bits
 constexpr std::uint32_t kPrimaryMask = 0x3FF;
-
-/// UTF-16 of either order behind its mark becomes UTF-8; anything else is taken for UTF-8.
-std::string ToUtf8File(std::string_view bytes) {
-    const bool isLittle = bytes.starts_with("\xFF\xFE"), isBig = bytes.starts_with("\xFE\xFF");
-    if (!isLittle && !isBig) return std::string(bytes);
-    Text text;
-    text.reserve(bytes.size() / 2);
-    for (std::size_t index = 2; index + 1 < bytes.size(); index += 2) {
-        const auto one = static_cast<unsigned char>(bytes[index]), other = static_cast<unsigned char>(bytes[index + 1]);
-        text += static_cast<char16_t>(isLittle ? one | other << 8 : one << 8 | other);
-    }
-    return ToUtf8(text);
-}
 
 Text Unescaped(std::string_view value) {
     std::string plain;
@@ -61,7 +49,7 @@ LanguageFile::Place LanguageFile::placeOfSection(std::string_view name) {
 
 LanguageFile LanguageFile::parse(std::string_view bytes) {
     LanguageFile file;
-    const std::string text = ToUtf8File(bytes);
+    const std::string text = WithoutMark(bytes);
     Place place;
     bool isAboutLanguage = false;
     IniLine line;

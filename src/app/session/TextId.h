@@ -158,6 +158,21 @@ enum class TextId : std::uint16_t {
     SettingNotKept,
     ResetNotKept,
     OutputNotWritten,
+    // Image files: 780-819
+    CueFaultInLine,
+    CueUnreadable,
+    CueFaultInSheet,
+    CueNoTrack,
+    CueNoFile,
+    CueBadFile,
+    CueTooManyFiles,
+    CueTrackOrder,
+    CueBadTrackType,
+    CueTooManyWords,
+    CueNoStart,
+    CueIndexOrder,
+    CueBadPosition,
+    CueSessionOrder,
     // Counts the rows
     Count,
 };

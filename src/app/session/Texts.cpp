@@ -239,6 +239,22 @@ constexpr TextRow kTexts[] = {
      u"%s was not changed: the store cannot be written, or cannot keep this value as it is."},
     {TextId::ResetNotKept, 724, u"Not all settings were reset: the store cannot be written."},
     {TextId::OutputNotWritten, 725, u"Cannot write to standard output."},
+    {TextId::CueFaultInLine, 780, u"%s, line %u: %s"},
+    {TextId::CueUnreadable, 781, u"The CUE sheet %s cannot be read: %s."},
+    {TextId::CueFaultInSheet, 782, u"%s: %s"},
+    {TextId::CueNoTrack, 783, u"The CUE sheet has no track."},
+    {TextId::CueNoFile, 784, u"A TRACK line stands before the first FILE line."},
+    {TextId::CueBadFile, 785, u"FILE needs a name and BINARY, MOTOROLA, AIFF, WAVE or MP3, not \"%s\"."},
+    {TextId::CueTooManyFiles, 786, u"There are more than 99 FILE lines."},
+    {TextId::CueTrackOrder, 787, u"Tracks are numbered 01, 02, 03 and so on: \"%s\" is not the next one."},
+    {TextId::CueBadTrackType, 788,
+     u"\"%s\" is not a kind of track: AUDIO, MODE1/2048, MODE1/2336, MODE1/2352, MODE2/2336 and MODE2/2352 are."},
+    {TextId::CueTooManyWords, 789, u"Nothing may follow here: \"%s\"."},
+    {TextId::CueNoStart, 790, u"Track %s has no INDEX 01."},
+    {TextId::CueIndexOrder, 791,
+     u"INDEX \"%s\" does not belong here: a track has INDEX 00 or 01 first, then 02, 03 and so on."},
+    {TextId::CueBadPosition, 792, u"\"%s\" is not a position (mm:ss:ff, at most 99:59:74) behind the one before it."},
+    {TextId::CueSessionOrder, 793, u"Sessions are numbered 01, 02 and so on: \"%s\" is not the next one."},
 };
 
 constexpr bool InOrder() {
