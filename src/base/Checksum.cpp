@@ -1,5 +1,6 @@
 #include "base/Checksum.h"
 
+#include <array>
 #include <gcrypt.h>
 #include <new>
 
@@ -37,6 +38,22 @@ std::uint32_t Crc32(std::span<const std::byte> bytes) {
     unsigned char digest[4];
     gcry_md_hash_buffer(GCRY_MD_CRC32, digest, bytes.data(), bytes.size());
     return FromDigest(digest);
+}
+
+std::uint16_t Crc16(std::span<const std::byte> bytes) {
+    static constexpr auto kTable = [] {
+        std::array<std::uint16_t, 256> table{};
+        for (std::uint32_t index = 0; index < table.size(); ++index) {
+            std::uint32_t value = index << 8;
+            for (int bit = 0; bit < 8; ++bit) value = value << 1 ^ ((value & 0x8000) != 0 ? 0x1021u : 0u);
+            table[index] = static_cast<std::uint16_t>(value);
+        }
+        return table;
+    }();
+    std::uint16_t crc = 0;
+    for (const std::byte byte : bytes)
+        crc = static_cast<std::uint16_t>(crc << 8 ^ kTable[crc >> 8 ^ std::to_integer<std::uint16_t>(byte)]);
+    return crc;
 }
 
 Crc32Stream::Crc32Stream() : handle_(std::make_unique<Handle>()) {

@@ -11,7 +11,10 @@ namespace tovlark {
 /// 0xCBF43926). Safe to call from any thread.
 std::uint32_t Crc32(std::span<const std::byte> bytes);
 
-/// The same over bytes that come in pieces.
+/// CRC-16 of polynomial 0x1021, unreflected, initial value 0 ("123456789" gives 0x31C3): ECMA-167 1/7.2.6.
+std::uint16_t Crc16(std::span<const std::byte> bytes);
+
+/// The same as `Crc32` over bytes that come in pieces.
 class Crc32Stream {
 public:
     Crc32Stream();

@@ -16,6 +16,12 @@ TEST(Checksum, GivesTheCrcOfIeee802) {
     EXPECT_EQ(Crc32(BytesOf(std::string(32, '\0'))), 0x190A55ADu);
 }
 
+TEST(Checksum, GivesTheCrcOfEcma167) {
+    EXPECT_EQ(Crc16({}), 0u);
+    EXPECT_EQ(Crc16(BytesOf("pjw")), 0x3299u);  // the standard's own example
+    EXPECT_EQ(Crc16(BytesOf("123456789")), 0x31C3u);
+}
+
 TEST(Checksum, IsTheSameInPieces) {
     std::string text;
     for (int index = 0; index < 5000; ++index) text.push_back(static_cast<char>(index * 7));
