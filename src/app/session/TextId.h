@@ -158,6 +158,12 @@ enum class TextId : std::uint16_t {
     SettingNotKept,
     ResetNotKept,
     OutputNotWritten,
+    // Readers of file systems: 730-779
+    UdfBadDescriptor,
+    UdfBadEntry,
+    UdfBadFolder,
+    UdfBadExtents,
+    UdfCannotRead,
     // Image files: 780-819
     CueFaultInLine,
     CueUnreadable,
