@@ -14,8 +14,13 @@ SystemError CachedSource::readAt(std::uint64_t offset, std::span<std::byte> buff
         const std::span<std::byte> bytes = std::span(bytes_).subspan(index % kLineCount * kLineBytes, kLineBytes);
         if (line.index != index) {
             line.index = std::numeric_limits<std::uint64_t>::max();
-            const SystemError error = source_.readAt(source_.self, index * kLineBytes, bytes, line.filledBytes);
-            if (error.failed()) return error;
+            if (source_.readAt(source_.self, index * kLineBytes, bytes, line.filledBytes).failed()) {
+                // The line has a place that cannot be read: perhaps not the one that is wanted.
+                std::size_t restCount = 0;
+                const SystemError error = source_.readAt(source_.self, offset, buffer.subspan(readCount), restCount);
+                readCount += restCount;
+                return error;
+            }
             line.index = index;
         }
         const std::size_t start = offset % kLineBytes;

@@ -151,7 +151,7 @@ private:
         }
     }
 
-    SourceCache cache_;
+    CachedSource cache_;
     IsoVolumeFacts facts_;
 };
 

@@ -25,7 +25,7 @@ bool RecordReader::loadSector() {
     loadedEnd_ = std::min(loadedOffset_ + kSectorSize, end_);
     if (loadedEnd_ > cache_.source().sizeBytes) isBeyondSource_ = true;
     const std::span<std::byte> wanted = std::span(sector_).first(loadedEnd_ - loadedOffset_);
-    if (!cache_.read(loadedOffset_, wanted, error_)) return broken();
+    if (!cache_.readWhole(loadedOffset_, wanted, error_)) return broken();
     if (++emptySectors_ > kMostEmptySectors) return broken();
     return true;
 }

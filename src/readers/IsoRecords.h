@@ -7,7 +7,7 @@
 
 #include "base/IsoBytes.h"
 #include "base/Text.h"
-#include "readers/SourceCache.h"
+#include "readers/CachedSource.h"
 
 namespace tovlark {
 
@@ -15,7 +15,7 @@ namespace tovlark {
 /// until the next record.
 class RecordReader {
 public:
-    RecordReader(SourceCache& cache, std::uint64_t offset, std::uint64_t sizeBytes)
+    RecordReader(CachedSource& cache, std::uint64_t offset, std::uint64_t sizeBytes)
         : cache_(cache), position_(offset), end_(offset + sizeBytes) {}
 
     /// Moves to the next record; false at the end and at what cannot be read (`isBroken`).
@@ -40,7 +40,7 @@ private:
     bool loadSector();
     bool broken();
 
-    SourceCache& cache_;
+    CachedSource& cache_;
     std::uint64_t position_, end_;
     std::uint64_t loadedOffset_ = 0, loadedEnd_ = 0;  // of what `sector_` holds
     std::uint64_t recordOffset_ = 0;

@@ -70,7 +70,7 @@ private:
         return record.systemUse().subspan(std::min<std::size_t>(skipped, record.systemUse().size()));
     }
 
-    SourceCache cache_;
+    CachedSource cache_;
     VolumeKind kind_;
     Text label_;
     std::uint32_t blockSize_;

@@ -34,7 +34,7 @@ std::optional<Structure> Take(std::span<const std::byte> bytes) {
 
 class EntryReader {
 public:
-    EntryReader(SourceCache& cache, std::uint32_t blockSize, RockRidgeEntries& result)
+    EntryReader(CachedSource& cache, std::uint32_t blockSize, RockRidgeEntries& result)
         : cache_(cache), blockSize_(blockSize), result_(result) {}
 
     void readAll(std::span<const std::byte> area) {
@@ -48,7 +48,7 @@ public:
             if (count == kMostAreas || total > kMostAreaBytes) return damaged();
             bytes.resize(link.length);
             const std::uint64_t offset = std::uint64_t{link.sector} * blockSize_ + link.offset;
-            if (!cache_.read(offset, bytes, result_.error)) return damaged();
+            if (!cache_.readWhole(offset, bytes, result_.error)) return damaged();
             readArea(bytes);
         }
         if (isNameOpen_ || isLinkOpen_) damaged();
@@ -176,7 +176,7 @@ private:
     void readSparse(std::span<const std::byte>) { result_.isUnsupported = true; }
     void readEnd(std::span<const std::byte>) { isEnded_ = true; }
 
-    SourceCache& cache_;
+    CachedSource& cache_;
     std::uint32_t blockSize_;
     RockRidgeEntries& result_;
     std::optional<ContinuationEntry> next_;
@@ -185,7 +185,7 @@ private:
 
 }  // namespace
 
-void ReadRockRidge(std::span<const std::byte> area, SourceCache& cache, std::uint32_t blockSize,
+void ReadRockRidge(std::span<const std::byte> area, CachedSource& cache, std::uint32_t blockSize,
                    RockRidgeEntries& entries) {
     std::string name = std::move(entries.name), target = std::move(entries.linkTarget);
     name.clear();

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "base/Clock.h"
-#include "readers/SourceCache.h"
+#include "readers/CachedSource.h"
 
 namespace tovlark {
 
@@ -30,7 +30,7 @@ struct RockRidgeEntries {
 
 /// Reads the entries of a system-use area and of the continuation areas that it leads to. `entries` is used again from
 /// record to record to spare memory.
-void ReadRockRidge(std::span<const std::byte> area, SourceCache& cache, std::uint32_t blockSize,
+void ReadRockRidge(std::span<const std::byte> area, CachedSource& cache, std::uint32_t blockSize,
                    RockRidgeEntries& entries);
 
 }  // namespace tovlark

@@ -44,8 +44,8 @@ struct DataExtent {
 /// Why a volume cannot be read on: what is wrong and with which item.
 struct VolumeFault {
     TextId text;
-    Text subject;
-    SystemError systemError;  // where the source could not be read
+    Text subject;             // the argument of the text
+    SystemError systemError;  // where the source could not be read: its words are worth adding
 };
 
 /// One tree of names of one file system of an image, open for reading. Every length, place and count of the image is
@@ -58,11 +58,13 @@ public:
     virtual VolumeKind kind() const = 0;
     virtual Text label() const = 0;
     virtual VolumeEntry root() const = 0;
-    /// Visits what is in a folder, "." and ".." left out, in the recorded order, until `visit` returns false. A fault
-    /// ends the listing; what was visited before it stands.
+    /// Visits what is in a folder, "." and ".." left out, in the recorded order, until `visit` returns false. What was
+    /// visited stands when there is a fault: it tells about the first item that could not be read, or only in part, or
+    /// why the listing ended early. `visit` may list other folders of the same volume.
     virtual std::optional<VolumeFault> list(const VolumeEntry& folder,
                                             const std::function<bool(const VolumeEntry&)>& visit) = 0;
-    /// Where the data of a file lie; the extents add up to its size and lie inside the source.
+    /// Where the data of a file, or the records of a folder, lie; the extents add up to its size and lie inside the
+    /// source.
     virtual std::optional<VolumeFault> locate(const VolumeEntry& file, std::vector<DataExtent>& extents) = 0;
 };
 
