@@ -12,7 +12,7 @@
 namespace tovlark {
 
 /// One boot image that the catalog names (El Torito 2.2, 2.4).
-struct BootEntry {
+struct BootCatalogEntry {
     std::uint8_t platform = 0;      // 0: x86, 1: PowerPC, 2: Mac, 0xEF: UEFI
     std::string identifier;         // of the validation entry or section, as bytes without the filling at the end
     bool isBootable = false;        // the indicator is 0x88
@@ -26,7 +26,7 @@ struct BootEntry {
 
 struct BootCatalog {
     std::uint32_t sector = 0;        // where it stands
-    std::vector<BootEntry> entries;  // the default entry first
+    std::vector<BootCatalogEntry> entries;  // the default entry first
 };
 
 /// Reads the boot catalog. Nothing when the image has none; when it is damaged `fault` is set and the entries before
