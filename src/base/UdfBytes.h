@@ -175,25 +175,25 @@ struct UdfPartitionMap2 {
     Little16 reserved2;
     UdfEntity kind;
     Little16 volumeSequence = 1, partition;
-    union Details {
-        struct Sparable {
-            Little16 packetBlocks;
-            std::uint8_t tableCount = 0, reserved = 0;
-            Little32 tableSize;
-            Little32 tables[4];
-        };
-        struct Metadata {
-            Little32 file, mirror, bitmap, allocationBlocks;
-            Little16 alignmentBlocks;
-            std::uint8_t flags = 0;
-        };
-
-        std::uint8_t bytes[24] = {};
-        Sparable sparable;
-        Metadata metadata;
-    } details;
+    std::uint8_t details[24] = {};  // one of the following structures; virtual: nothing
 };
 static_assert(sizeof(UdfPartitionMap2) == 64 && offsetof(UdfPartitionMap2, details) == 40);
+
+struct UdfSparableDetails {
+    Little16 packetBlocks;
+    std::uint8_t tableCount = 0, reserved3 = 0;
+    Little32 tableSize;
+    Little32 tables[4];  // sectors of the volume
+};
+static_assert(sizeof(UdfSparableDetails) == 24);
+
+struct UdfMetadataDetails {
+    Little32 file, mirror, bitmap;  // blocks of the partition that hold their file entries
+    Little32 allocationBlocks;
+    Little16 alignmentBlocks;
+    std::uint8_t flags = 0, reserved19[5] = {};
+};
+static_assert(sizeof(UdfMetadataDetails) == 24);
 
 /// Sparing table up to its entries (UDF 2.2.12).
 struct UdfSparingTable {

@@ -90,6 +90,11 @@ SystemError ReadSequence(UdfSpace& space, UdfExtent extent, Sequence& sequence) 
     return {};
 }
 
+template <typename Details>
+Details DetailsOf(const UdfPartitionMap2& map) {
+    return ReadStructure<Details>(std::as_bytes(std::span(map.details)));
+}
+
 // Puts a range of whole packets where the table says it went to.
 void Replace(std::vector<UdfRun>& runs, std::uint32_t original, std::uint32_t replacement, std::uint32_t blockCount) {
     const auto found = std::find_if(runs.rbegin(), runs.rend(), [&](const UdfRun& run) {
@@ -110,7 +115,7 @@ void Replace(std::vector<UdfRun>& runs, std::uint32_t original, std::uint32_t re
 }
 
 // Tables of the same content; the first valid one counts. Without any, nothing was replaced.
-SystemError ApplySparing(UdfSpace& space, const UdfPartitionMap2::Details::Sparable& map, std::vector<UdfRun>& runs) {
+SystemError ApplySparing(UdfSpace& space, const UdfSparableDetails& map, std::vector<UdfRun>& runs) {
     for (std::size_t index = 0; index < std::min<std::size_t>(map.tableCount, std::size(map.tables)); ++index) {
         const auto limit = sizeof(UdfSparingTable) + sizeof(UdfSparingEntry) * 0xFFFF;
         std::vector<std::byte> bytes(std::min<std::size_t>(map.tableSize, limit));
@@ -196,8 +201,7 @@ Fault OpenVirtual(UdfSpace& space, std::uint16_t physical, std::vector<UdfRun>& 
 }
 
 // The main metadata file, or its mirror where that cannot be used.
-Fault OpenMetadata(UdfSpace& space, const UdfPartitionMap2::Details::Metadata& map, std::uint16_t physical,
-                   std::vector<UdfRun>& runs) {
+Fault OpenMetadata(UdfSpace& space, const UdfMetadataDetails& map, std::uint16_t physical, std::vector<UdfRun>& runs) {
     for (const std::uint32_t file : {map.file, map.mirror}) {
         UdfNode node;
         std::vector<DataExtent> extents;
@@ -250,7 +254,7 @@ Fault OpenPhysical(UdfSpace& space, const Sequence& sequence, const UdfPartition
         return Missing(u"Partition Descriptor", map.partition);
     runs.push_back({0, partition->length, partition->start});
     if (map.type == 1) return std::nullopt;
-    const SystemError error = ApplySparing(space, map.details.sparable, runs);
+    const SystemError error = ApplySparing(space, DetailsOf<UdfSparableDetails>(map), runs);
     return error.failed() ? CannotRead(u"Sparing Table", map.partition, error) : std::nullopt;
 }
 
@@ -273,7 +277,7 @@ Fault OpenPartitions(UdfSpace& space, const Sequence& sequence) {
         if (IsIdentifier(map.kind, "*UDF Virtual Partition"))
             fault = OpenVirtual(space, physical, space.partitions[index]);
         else if (IsIdentifier(map.kind, "*UDF Metadata Partition"))
-            fault = OpenMetadata(space, map.details.metadata, physical, space.partitions[index]);
+            fault = OpenMetadata(space, DetailsOf<UdfMetadataDetails>(map), physical, space.partitions[index]);
         else
             fault = Missing(u"Partition Map", index);
         if (fault) return fault;
