@@ -20,12 +20,8 @@ constexpr std::uint32_t kUnused = 0xFFFFFFFF, kFirstSpecial = 0xFFFFFFF0;
 using Fault = std::optional<VolumeFault>;
 
 // Names of the standard for descriptors that a fault mentions.
-Fault Missing(TextView descriptor, std::uint64_t where) {
-    return VolumeFault{TextId::UdfBadDescriptor, FormatText(u"%s #%u", {descriptor, where}), {}};
-}
-
-Fault CannotRead(TextView descriptor, std::uint64_t where, SystemError error) {
-    return VolumeFault{TextId::UdfCannotRead, FormatText(u"%s #%u", {descriptor, where}), error};
+Fault Missing(TextView descriptor, std::uint64_t where, SystemError error = {}) {
+    return VolumeFault{TextId::UdfBadDescriptor, FormatText(u"%s #%u", {descriptor, where}), error};
 }
 
 template <std::size_t size>
@@ -181,7 +177,7 @@ Fault OpenVirtual(UdfSpace& space, std::uint16_t physical, std::vector<UdfRun>& 
         if (sector < start) break;
         const UdfPlace place{physical, static_cast<std::uint32_t>(sector - start)};
         SystemError error;
-        if (!space.readSector(sector, block, error)) return CannotRead(u"Virtual Allocation Table", sector, error);
+        if (!space.readSector(sector, block, error)) return Missing(u"Virtual Allocation Table", sector, error);
         const auto identifier = static_cast<UdfTagId>(std::uint16_t{ReadStructure<UdfTag>(block).identifier});
         if (identifier != UdfTagId::FileEntry && identifier != UdfTagId::ExtendedFileEntry) continue;
         if (ReadUdfNode(space, place, {}, node) || (node.fileType != 0 && node.fileType != UdfIcbTag::kVirtualTable))
@@ -255,7 +251,7 @@ Fault OpenPhysical(UdfSpace& space, const Sequence& sequence, const UdfPartition
     runs.push_back({0, partition->length, partition->start});
     if (map.type == 1) return std::nullopt;
     const SystemError error = ApplySparing(space, DetailsOf<UdfSparableDetails>(map), runs);
-    return error.failed() ? CannotRead(u"Sparing Table", map.partition, error) : std::nullopt;
+    return error.failed() ? Missing(u"Sparing Table", map.partition, error) : std::nullopt;
 }
 
 Fault OpenPartitions(UdfSpace& space, const Sequence& sequence) {
@@ -294,7 +290,7 @@ Fault FindFileSet(UdfSpace& space, UdfLongAd extent, UdfPlace& root) {
     for (std::uint32_t count = 0; count < kMostFileSets && left > 0; ++count, --left, ++place.block) {
         SystemError error;
         const bool isRead = space.readBlock(place, block, error);
-        if (error.failed()) return CannotRead(u"File Set Descriptor", place.block, error);
+        if (error.failed()) return Missing(u"File Set Descriptor", place.block, error);
         // Some writers leave another block's number in it
         if (!isRead || !HasUdfTag(block, UdfTagId::FileSet, std::nullopt)) break;
         const auto set = ReadStructure<UdfFileSet>(block);
@@ -331,7 +327,7 @@ Fault OpenAnchor(UdfSpace& space, const UdfAnchor& anchor, UdfOpened& opened) {
             Fault fault;
             if (!sequence) {
                 const SystemError error = ReadSequence(space, extent, sequence.emplace());
-                if (error.failed()) fault = CannotRead(u"Volume Descriptor Sequence", extent.location, error);
+                if (error.failed()) fault = Missing(u"Volume Descriptor Sequence", extent.location, error);
             }
             if (!fault) {
                 if (sequence->isDamaged != isDamaged) continue;
@@ -359,7 +355,7 @@ std::optional<VolumeFault> OpenUdfSpace(UdfSpace& space, UdfOpened& opened) {
             std::byte bytes[512];
             SystemError error;
             if (!space.readSector(sector, bytes, error)) {
-                if (error.failed() && !first) first = CannotRead(u"Anchor Volume Descriptor Pointer", sector, error);
+                if (error.failed() && !first) first = Missing(u"Anchor Volume Descriptor Pointer", sector, error);
                 continue;
             }
             if (!HasUdfTag(bytes, UdfTagId::Anchor, static_cast<std::uint32_t>(sector))) continue;

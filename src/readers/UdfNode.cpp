@@ -11,13 +11,7 @@ constexpr std::size_t kMostExtents = 1 << 20;
 constexpr std::size_t kMostContinuations = 1 << 16;
 constexpr std::size_t kMostEntries = 1024;  // of an ICB hierarchy
 
-VolumeFault EntryFault(TextView subject, SystemError error) {
-    return {error.failed() ? TextId::UdfCannotRead : TextId::UdfBadEntry, Text(subject), error};
-}
-
-VolumeFault DataFault(TextView subject, SystemError error = {}) {
-    return {error.failed() ? TextId::UdfCannotRead : TextId::UdfBadExtents, Text(subject), error};
-}
+VolumeFault Damaged(TextView subject, SystemError error = {}) { return {TextId::FileDamaged, Text(subject), error}; }
 
 template <typename Entry>
 bool TakeEntry(std::span<const std::byte> block, UdfNode& node) {
@@ -46,6 +40,8 @@ public:
     }
 
     bool isComplete() const { return wantedBytes_ == 0; }
+    /// What is wrong when an extent was refused.
+    TextId fault() const { return isOutside_ ? TextId::FileBeyondEnd : TextId::FileUnsupported; }
 
     bool addZeros(std::uint32_t sizeBytes) {
         return add(DataExtent::kZeros, std::min<std::uint64_t>(sizeBytes, wantedBytes_));
@@ -55,9 +51,10 @@ public:
         std::uint64_t left = std::min<std::uint64_t>(sizeBytes, wantedBytes_);
         while (left > 0) {
             const auto stretch = space_.find(place);
-            if (!stretch) return false;
-            const std::uint64_t count = std::min(left, std::uint64_t{stretch->blockCount} * space_.blockSize);
-            if (count > space_.sizeBytes() - stretch->offset || !add(stretch->offset, count)) return false;
+            const std::uint64_t count =
+                stretch ? std::min(left, std::uint64_t{stretch->blockCount} * space_.blockSize) : 0;
+            isOutside_ = !stretch || count > space_.sizeBytes() - stretch->offset;
+            if (isOutside_ || !add(stretch->offset, count)) return false;
             left -= count;
             place.block += stretch->blockCount;
         }
@@ -83,6 +80,7 @@ private:
 
     const UdfSpace& space_;
     std::uint64_t wantedBytes_;
+    bool isOutside_ = false;
     std::vector<DataExtent>& extents_;
 };
 
@@ -100,13 +98,13 @@ std::optional<VolumeFault> ReadUdfNode(UdfSpace& space, UdfPlace icb, TextView s
     for (std::size_t count = 0; count < kMostEntries; ++count) {
         SystemError error;
         const auto stretch = space.find(icb);
-        if (!stretch || !space.readBlock(icb, block, error)) return EntryFault(subject, error);
+        if (!stretch || !space.readBlock(icb, block, error)) return Damaged(subject, error);
         if (HasUdfTag(block, UdfTagId::FileEntry, icb.block))
             isFound = TakeEntry<UdfFileEntry>(block, node);
         else
             isFound = HasUdfTag(block, UdfTagId::ExtendedFileEntry, icb.block) &&
                       TakeEntry<UdfExtendedFileEntry>(block, node);
-        if (!isFound) return EntryFault(subject, {});
+        if (!isFound) return Damaged(subject);
         node.place = icb;
         node.entryOffset = stretch->offset;
         // Strategy 4096 (UDF 2.3.5.1): the entry is followed by an indirect entry once a newer one exists
@@ -115,12 +113,12 @@ std::optional<VolumeFault> ReadUdfNode(UdfSpace& space, UdfPlace icb, TextView s
         const UdfPlace next{icb.partition, icb.block + 1};
         const std::span<std::byte> nextBlock = std::span(following).first(space.blockSize);
         if (!space.readBlock(next, nextBlock, error) || !HasUdfTag(nextBlock, UdfTagId::IndirectEntry, next.block))
-            return error.failed() ? std::optional(EntryFault(subject, error)) : std::nullopt;
+            return error.failed() ? std::optional(Damaged(subject, error)) : std::nullopt;
         const auto indirect = ReadStructure<UdfIndirectEntry>(nextBlock);
         if ((indirect.next.length & kUdfExtentMask) == 0) return std::nullopt;
         icb = {indirect.next.partition, indirect.next.block};
     }
-    return EntryFault(subject, {});
+    return Damaged(subject);
 }
 
 std::optional<VolumeFault> LocateUdfData(UdfSpace& space, const UdfNode& node, TextView subject,
@@ -128,11 +126,12 @@ std::optional<VolumeFault> LocateUdfData(UdfSpace& space, const UdfNode& node, T
     ExtentList list(space, node.sizeBytes, extents);
     const std::uint16_t form = node.flags & UdfIcbTag::kAdMask;
     if (node.isEmbedded()) {
-        if (node.sizeBytes > node.dataLength) return DataFault(subject);
+        if (node.sizeBytes > node.dataLength) return Damaged(subject);
         if (node.sizeBytes > 0) extents.push_back({node.entryOffset + node.dataStart, node.sizeBytes});
         return std::nullopt;
     }
-    if (form != UdfIcbTag::kShortAds && form != UdfIcbTag::kLongAds) return DataFault(subject);
+    if (form != UdfIcbTag::kShortAds && form != UdfIcbTag::kLongAds)
+        return VolumeFault{TextId::FileUnsupported, Text(subject), {}};
     const bool isLong = form == UdfIcbTag::kLongAds;
     const std::size_t step = isLong ? sizeof(UdfLongAd) : sizeof(UdfShortAd);
 
@@ -147,18 +146,18 @@ std::optional<VolumeFault> LocateUdfData(UdfSpace& space, const UdfNode& node, T
         offset += step;
         switch (static_cast<UdfExtentType>(ad.length >> 30)) {
             case UdfExtentType::Recorded:
-                if (!list.addRecorded(place, length)) return DataFault(subject);
+                if (!list.addRecorded(place, length)) return VolumeFault{list.fault(), Text(subject), {}};
                 break;
             case UdfExtentType::Allocated:
             case UdfExtentType::NotAllocated:
-                if (!list.addZeros(length)) return DataFault(subject);
+                if (!list.addZeros(length)) return VolumeFault{list.fault(), Text(subject), {}};
                 break;
             case UdfExtentType::Continuation:
                 SystemError error;
                 const std::span<std::byte> block = std::span(continuation).first(space.blockSize);
                 if (++continuationCount > kMostContinuations || !space.readBlock(place, block, error) ||
                     !HasUdfTag(block, UdfTagId::AllocationExtent, std::nullopt))
-                    return DataFault(subject, error);
+                    return Damaged(subject, error);
                 const std::size_t room = block.size() - sizeof(UdfAllocationExtent);
                 ads = block.subspan(sizeof(UdfAllocationExtent),
                                     std::min<std::size_t>(ReadStructure<UdfAllocationExtent>(block).length, room));
@@ -166,7 +165,7 @@ std::optional<VolumeFault> LocateUdfData(UdfSpace& space, const UdfNode& node, T
                 break;
         }
     }
-    return list.isComplete() ? std::nullopt : std::optional(DataFault(subject));
+    return list.isComplete() ? std::nullopt : std::optional(Damaged(subject));
 }
 
 SystemError UdfDataStream::read(std::span<std::byte> buffer, std::size_t& readCount) {
@@ -194,12 +193,12 @@ SystemError UdfDataStream::read(std::span<std::byte> buffer, std::size_t& readCo
 std::optional<VolumeFault> ReadUdfData(UdfSpace& space, const UdfNode& node, std::uint64_t limitBytes, TextView subject,
                                        std::vector<std::byte>& bytes) {
     std::vector<DataExtent> extents;
-    if (node.sizeBytes > limitBytes) return DataFault(subject);
+    if (node.sizeBytes > limitBytes) return Damaged(subject);
     if (auto fault = LocateUdfData(space, node, subject, extents)) return fault;
     bytes.resize(static_cast<std::size_t>(node.sizeBytes));
     std::size_t readCount = 0;
     const SystemError error = UdfDataStream(space, std::move(extents)).read(bytes, readCount);
-    if (error.failed() || readCount < bytes.size()) return DataFault(subject, error);
+    if (error.failed() || readCount < bytes.size()) return Damaged(subject, error);
     return std::nullopt;
 }
 

@@ -53,9 +53,7 @@ std::optional<UdfSpace::Stretch> UdfSpace::find(UdfPlace place) const {
 }
 
 bool UdfSpace::readSector(std::uint64_t sector, std::span<std::byte> buffer, SystemError& error) {
-    std::size_t readCount = 0;
-    error = cache_.readAt(sector * blockSize, buffer, readCount);
-    return !error.failed() && readCount == buffer.size();
+    return cache_.readWhole(sector * blockSize, buffer, error);
 }
 
 bool UdfSpace::readBlock(UdfPlace place, std::span<std::byte> buffer, SystemError& error) {

@@ -106,7 +106,7 @@ public:
         label_ = opened.label;
         root_.name = u"/";
         if (Fault fault = describe(opened.root, root_)) return fault;
-        if (root_.kind != EntryKind::Folder) return VolumeFault{TextId::UdfBadFolder, root_.name, {}};
+        if (root_.kind != EntryKind::Folder) return VolumeFault{TextId::FolderDamaged, root_.name, {}};
         return std::nullopt;
     }
 
@@ -143,7 +143,7 @@ Fault UdfVolume::describe(UdfPlace place, VolumeEntry& entry) {
     std::vector<std::byte> components;
     if (Fault fault = ReadUdfData(space_, node_, kLongestLink, entry.name, components)) return fault;
     auto target = JoinComponents(components);
-    if (!target) return VolumeFault{TextId::UdfBadEntry, entry.name, {}};
+    if (!target) return VolumeFault{TextId::FileDamaged, entry.name, {}};
     entry.linkTarget = std::move(*target);
     return std::nullopt;
 }
@@ -197,7 +197,7 @@ Fault UdfVolume::list(const VolumeEntry& folder, const std::function<bool(const 
     std::vector<DataExtent> extents;
     if (Fault fault = ReadUdfNode(space_, ToPlace(folder.place), folder.name, node_)) return fault;
     if (node_.fileType != UdfIcbTag::kFolder || node_.sizeBytes > space_.sizeBytes())
-        return VolumeFault{TextId::UdfBadFolder, folder.name, {}};
+        return VolumeFault{TextId::FolderDamaged, folder.name, {}};
     if (Fault fault = LocateUdfData(space_, node_, folder.name, extents)) return fault;
 
     IdentifierReader reader(space_, std::move(extents), node_.sizeBytes);
@@ -206,10 +206,7 @@ Fault UdfVolume::list(const VolumeEntry& folder, const std::function<bool(const 
         UdfFileIdentifier head;
         std::span<const std::byte> name;
         SystemError error;
-        if (!reader.next(head, name, error)) {
-            const TextId text = error.failed() ? TextId::UdfCannotRead : TextId::UdfBadFolder;
-            return VolumeFault{text, folder.name, error};
-        }
+        if (!reader.next(head, name, error)) return VolumeFault{TextId::FolderDamaged, folder.name, error};
         if ((head.characteristics & (UdfFileIdentifier::kParent | UdfFileIdentifier::kDeleted)) != 0) continue;
         VolumeEntry entry;
         Fault fault;
@@ -217,7 +214,7 @@ Fault UdfVolume::list(const VolumeEntry& folder, const std::function<bool(const 
             entry.name = std::move(*decoded);
             fault = describe({head.icb.partition, head.icb.block}, entry);
         } else {
-            fault = VolumeFault{TextId::UdfBadFolder, folder.name, {}};
+            fault = VolumeFault{TextId::FolderDamaged, folder.name, {}};
         }
         if (fault) {
             if (!first) first = std::move(fault);

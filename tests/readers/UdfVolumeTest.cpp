@@ -74,7 +74,7 @@ TEST(UdfVolume, ShowsWhatAFolderHolds) {
     EXPECT_EQ(opened.volume->label(), u"By hand");
     opened.list(opened.volume->root());
     EXPECT_EQ(Names(opened.entries), "latinü 日! sub ");
-    EXPECT_EQ(opened.error, Number(TextId::UdfBadEntry) + " broken");  // and what stands behind it is shown
+    EXPECT_EQ(opened.error, Number(TextId::FileDamaged) + " broken");  // and what stands behind it is shown
     EXPECT_EQ(opened.entries.back().place, opened.volume->root().place);
 }
 
@@ -137,7 +137,9 @@ TEST(UdfVolume, FindsDataWhateverTheAllocation) {
     const auto longAd = [](std::uint32_t length, std::uint32_t block, std::uint16_t partition) {
         return BytesOf(UdfLongAd{length, block, partition});
     };
-    const std::string entryFault = Number(TextId::UdfBadExtents) + " item";
+    const std::string damaged = Number(TextId::FileDamaged) + " item",
+                      outside = Number(TextId::FileBeyondEnd) + " item",
+                      unsupported = Number(TextId::FileUnsupported) + " item";
     struct Case {
         const char* what;
         std::uint16_t form;
@@ -149,7 +151,7 @@ TEST(UdfVolume, FindsDataWhateverTheAllocation) {
     const Case cases[] = {
         {"nothing", kShort, 0, "", {}, ""},
         {"embedded", UdfIcbTag::kEmbedded, 4, "data", {{OffsetOf(2) + 176, 4}}, ""},
-        {"embedded, but too few", UdfIcbTag::kEmbedded, 5, "data", {}, entryFault},
+        {"embedded, but too few", UdfIcbTag::kEmbedded, 5, "data", {}, damaged},
         {"joined where they touch", kShort, 5000, shortAd(kBlock, 5) + shortAd(4096, 6), {{OffsetOf(5), 5000}}, ""},
         {"apart", kLong, 3000, longAd(kBlock, 9, 0) + longAd(952, 5, 0), {{OffsetOf(9), 2048}, {OffsetOf(5), 952}}, ""},
         {"a hole",
@@ -165,13 +167,13 @@ TEST(UdfVolume, FindsDataWhateverTheAllocation) {
          shortAd(2048, 5) + shortAd(kContinued | 2048, 20),
          {{OffsetOf(5), 2048}, {OffsetOf(30), 2048}},
          ""},
-        {"continued in circles", kShort, 1u << 31, shortAd(kContinued | 2048, 21), {}, entryFault},
-        {"continued nowhere", kShort, 4096, shortAd(kContinued | 2048, 40), {}, entryFault},
-        {"ends before its size", kShort, 4097, shortAd(2048, 5), {}, entryFault},
-        {"begins behind the end", kShort, 10, shortAd(10, 100000), {}, entryFault},
-        {"ends behind the end", kShort, 1u << 29, shortAd(1u << 29, 5), {}, entryFault},
-        {"no such partition", kLong, 10, longAd(10, 5, 1), {}, entryFault},
-        {"extended descriptors", 2, 10, std::string(20, '\1'), {}, entryFault},
+        {"continued in circles", kShort, 1u << 31, shortAd(kContinued | 2048, 21), {}, damaged},
+        {"continued nowhere", kShort, 4096, shortAd(kContinued | 2048, 40), {}, damaged},
+        {"ends before its size", kShort, 4097, shortAd(2048, 5), {}, damaged},
+        {"begins behind the end", kShort, 10, shortAd(10, 100000), {}, outside},
+        {"ends behind the end", kShort, 1u << 29, shortAd(1u << 29, 5), {}, outside},
+        {"no such partition", kLong, 10, longAd(10, 5, 1), {}, outside},
+        {"extended descriptors", 2, 10, std::string(20, '\1'), {}, unsupported},
     };
     for (const Case& item : cases) {
         UdfImage image;
@@ -353,36 +355,36 @@ TEST(UdfVolume, OpensInSpiteOfDamageOrTellsOfIt) {
          descriptor + "Anchor Volume Descriptor Pointer #256"},
         {"file set", [&](UdfImage& image) { spoil(image, kStart, 400); }, descriptor + "File Set Descriptor #0"},
         {"entry of the root", [&](UdfImage& image) { spoil(image, kStart + 1, 16); },
-         Number(TextId::UdfBadEntry) + " /"},
+         Number(TextId::FileDamaged) + " /"},
         {"entry of another block", [](UdfImage& image) { image.putEmbedded(7, UdfIcbTag::kFolder, "", kStart + 1); },
-         Number(TextId::UdfBadEntry) + " /"},
+         Number(TextId::FileDamaged) + " /"},
         {"a root that is a file", [](UdfImage& image) { image.putEmbedded(1, UdfIcbTag::kFile, ""); },
-         Number(TextId::UdfBadFolder) + " /"},
+         Number(TextId::FolderDamaged) + " /"},
         {"identifier",
          [](UdfImage& image) {
              std::string identifier = UdfImage::identifier("\10a", 2);
              identifier[20] ^= 1;
              image.putEmbedded(1, UdfIcbTag::kFolder, identifier);
          },
-         Number(TextId::UdfBadFolder) + " /"},
+         Number(TextId::FolderDamaged) + " /"},
         {"identifier cut off",
          [](UdfImage& image) {
              image.putEmbedded(1, UdfIcbTag::kFolder, UdfImage::identifier("\10a", 2).substr(0, 39));
          },
-         Number(TextId::UdfBadFolder) + " /"},
+         Number(TextId::FolderDamaged) + " /"},
         {"attributes longer than the entry",
          [](UdfImage& image) {
              UdfFileEntry entry;
              entry.attributesLength = 0xFFFFFFF0;
              image.putEntry(1, UdfIcbTag::kFolder, UdfIcbTag::kEmbedded, 32, std::string(32, '\0'), entry);
          },
-         Number(TextId::UdfBadEntry) + " /"},
+         Number(TextId::FileDamaged) + " /"},
         {"a folder larger than the image",
          [](UdfImage& image) {
              image.putEntry(1, UdfIcbTag::kFolder, UdfIcbTag::kShortAds, 1u << 29,
                             BytesOf(UdfShortAd{kNotRecorded | 1u << 29, 0}));
          },
-         Number(TextId::UdfBadFolder) + " /"},
+         Number(TextId::FolderDamaged) + " /"},
     };
     for (const Case& item : cases) {
         UdfImage image;

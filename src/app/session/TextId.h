@@ -171,10 +171,6 @@ enum class TextId : std::uint16_t {
     TooManyEntries,
     BootCatalogDamaged,
     UdfBadDescriptor,
-    UdfBadEntry,
-    UdfBadFolder,
-    UdfBadExtents,
-    UdfCannotRead,
     // Image files: 780-819
     CueFaultInLine,
     CueUnreadable,
