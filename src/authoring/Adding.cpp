@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "base/Format.h"
+#include "base/IsoBytes.h"
 #include "platform/Files.h"
 #include "platform/Paths.h"
 
@@ -10,7 +11,6 @@ namespace tovlark {
 
 namespace {
 
-constexpr std::uint64_t kLargestIsoFile = 0xFFFFFFFF;  // ECMA-119 9.1.4: the data length has 32 bits
 constexpr std::size_t kPathLimit = 1024;
 constexpr std::uint32_t kReadableByAll = 0444;
 
@@ -173,11 +173,12 @@ private:
                 ReportError(task_, texts_.format(TextId::LargeFileRefused, {place.path(), FormatSize(info.sizeBytes),
                                                                             texts_[TextId::LargeFileReason]}));
                 return false;
-            case LargeFileRule::SwitchToUdf:
+            case LargeFileRule::SwitchToUdf: context_.isoEnabled = false; break;
             case LargeFileRule::KeepInUdfTreeOnly: break;
         }
-        refuse(place.path(), texts_[TextId::LargeFileNeedsUdf]);
-        return false;
+        context_.udfEnabled = true;
+        context_.jolietEnabled = false;
+        return true;
     }
 
     bool mayReplace(const CompilationNode& existing, const Place& place) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <functional>
 #include <new>
+#include <random>
 #include <type_traits>
 
 #include "app/session/Settings.h"
@@ -99,8 +100,12 @@ std::string_view ImageBuildContext::store(std::string_view bytes) { return Copy(
 void InitialiseCompilation(const Task& task, ImageBuildContext& context) {
     const SettingsStore& settings = task.settings;
     const std::uint32_t fixedSeconds = settings.getInt(kTimeFixed);
-    if (fixedSeconds != 0) context.fixedDate = fixedSeconds;
+    if (fixedSeconds != 0)
+        context.fixedDate = fixedSeconds;
+    else
+        context.runIdentifier = std::random_device{}();
     context.startedAt = task.clock.now(task.clock.self);
+    context.udfRevision = settings.getInt(kUdfRevision) == kUdfRevision.maximum ? 0x0201 : 0x0102;
     context.useCreationTime = settings.getInt(kUseFileCreationTime) != 0;
     context.rockRidge = static_cast<RockRidgeChoice>(settings.getInt(kRockRidge));
     context.rationalAttributes = settings.getInt(kRockRidgeRational) != 0;

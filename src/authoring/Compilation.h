@@ -4,6 +4,7 @@
 #include <deque>
 #include <limits>
 #include <memory_resource>
+#include <optional>
 #include <span>
 #include <unordered_map>
 #include <vector>
@@ -43,9 +44,9 @@ struct MemorySource {
 
 /// Where a folder's records stand in one of the trees; set by the layout.
 struct DirectoryPlace {
-    std::uint32_t extent = 0, sizeBytes = 0;  // whole sectors
-    std::uint16_t pathNumber = 0;             // from 1, path-table order
-    std::uint16_t subfolderCount = 0;
+    std::uint32_t extent = 0, sizeBytes = 0;  // whole sectors, in UDF the records only
+    std::uint32_t pathNumber = 0;             // from 1, path-table order
+    std::uint32_t subfolderCount = 0;
 };
 
 /// What only folders have.
@@ -53,7 +54,7 @@ struct FolderContents {
     std::vector<CompilationNode*> children;  // in the order added; `ResolveNames` sorts them by long name
     /// Open-addressed index of the children by long name, a power of two in size; empty while they are few.
     std::vector<CompilationNode*> slots;
-    DirectoryPlace isoPlace, jolietPlace;
+    DirectoryPlace isoPlace, jolietPlace, udfPlace;
 };
 
 /// One file or folder of a compilation. Nodes and names live as long as the compilation; a deleted node is only
@@ -115,6 +116,7 @@ enum class BuildError : std::uint8_t {
     TooLarge,
     NamesRefused,
     NotSupported,  // asks for something this build cannot write
+    NoFileSystem,
     OutOfMemory
 };
 
@@ -129,6 +131,7 @@ struct ImageBuildContext {
 
     bool isoEnabled = true;
     bool udfEnabled = false;
+    std::uint16_t udfRevision = 0x0102;  // or 0x0201
     bool jolietEnabled = true;
     std::uint8_t jolietLevel = 3;
     std::uint8_t isoNameLength = 30;     // 12, 30 or 221
@@ -148,8 +151,12 @@ struct ImageBuildContext {
     Text volumeFields[static_cast<std::size_t>(VolumeField::Count)];
     bool labelSet = false;  // else the label is the date (`VolumeFieldText`)
     UnixSeconds volumeDates[static_cast<std::size_t>(VolumeDate::Count)] = {};  // 0: not set
-    UnixSeconds fixedDate = kNoDate;  // -file-datetime, else TimeFixed: overrides every file's date
-    UnixSeconds startedAt = 0;        // the clock when the compilation was made
+    UnixSeconds fixedDate = kNoDate;             // -file-datetime, else TimeFixed: overrides every file's date
+    UnixSeconds startedAt = 0;                   // the clock when the compilation was made
+    std::optional<std::uint32_t> runIdentifier;  // tells runs apart in UDF; none: the same as "now"
+
+    /// Names that had to be cut for UDF; an empty one is a symbolic link that it cannot record.
+    std::unordered_map<const CompilationNode*, TextView> udfNames;
 
     std::vector<CompilationNode*> priority;  // files to be written first, in this order
 
@@ -176,8 +183,8 @@ private:
     std::unordered_map<Text, SourceFolder> sourceFolders_;
 };
 
-/// Applies the settings (TimeFixed, UseFileCreationTime, RockRidge, RockRidgeRational, KeepSymbolicLinks, the code page
-/// of Language) and the clock to a new compilation. Switches of the command line come after it.
+/// Applies the settings (TimeFixed, UseFileCreationTime, UdfRevision, RockRidge, RockRidgeRational, KeepSymbolicLinks,
+/// the code page of Language) and the clock to a new compilation. Switches of the command line come after it.
 void InitialiseCompilation(const Task& task, ImageBuildContext& context);
 
 /// Text of a volume field; a label that was not set is the local date of `now()` in the system's short-date pattern.

@@ -41,6 +41,15 @@ bool IsBeforeInJoliet(const CompilationNode* left, const CompilationNode* right)
     return left->jolietName < right->jolietName;
 }
 
+bool IsInTree(const ImageBuildContext& context, TreeKind kind, const CompilationNode& node) {
+    if (node.kind == NodeKind::SymbolicLink) {
+        if (kind != TreeKind::Udf) return kind == TreeKind::Iso && context.rockRidgeEnabled();
+        const auto found = context.udfNames.find(&node);
+        return found == context.udfNames.end() || !found->second.empty();
+    }
+    return kind == TreeKind::Udf || !context.udfEnabled || node.sizeBytes <= kLargestIsoFile;
+}
+
 std::vector<std::uint32_t> PreOrder(const DirectoryTree& tree) {
     std::vector<std::uint32_t> order, waiting{0};
     order.reserve(tree.folders.size());
@@ -61,7 +70,6 @@ DirectoryTree OrderTree(ImageBuildContext& context, TreeKind kind) {
     DirectoryTree tree;
     tree.kind = kind;
     if (context.error != BuildError::None) return tree;
-    const bool hasLinks = kind == TreeKind::Iso && context.rockRidgeEnabled();
 
     tree.folders.push_back(context.root);
     for (std::uint32_t index = 0; index < tree.folders.size(); ++index) {
@@ -69,21 +77,21 @@ DirectoryTree OrderTree(ImageBuildContext& context, TreeKind kind) {
         const std::size_t first = tree.children.size();
         tree.firstChild.push_back(static_cast<std::uint32_t>(first));
         for (CompilationNode* child : folder.folder->children)
-            if (child->kind != NodeKind::SymbolicLink || hasLinks) tree.children.push_back(child);
-        std::sort(tree.children.begin() + static_cast<std::ptrdiff_t>(first), tree.children.end(),
-                  kind == TreeKind::Iso ? IsBeforeInIso : IsBeforeInJoliet);
+            if (IsInTree(context, kind, *child)) tree.children.push_back(child);
+        if (kind != TreeKind::Udf)  // whose children are in order already
+            std::sort(tree.children.begin() + static_cast<std::ptrdiff_t>(first), tree.children.end(),
+                      kind == TreeKind::Iso ? IsBeforeInIso : IsBeforeInJoliet);
 
         const std::size_t foldersBefore = tree.folders.size();
         for (std::size_t child = first; child < tree.children.size(); ++child)
             if (tree.children[child]->isFolder()) tree.folders.push_back(tree.children[child]);
-        if (tree.folders.size() > kMostFolders) {
+        if (kind != TreeKind::Udf && tree.folders.size() > kMostFolders) {
             context.error = BuildError::TooManyFolders;
             return tree;
         }
-        tree.placeOf(folder) = {0, 0, static_cast<std::uint16_t>(index + 1),
-                                static_cast<std::uint16_t>(tree.folders.size() - foldersBefore)};
+        tree.placeOf(folder) = {0, 0, index + 1, static_cast<std::uint32_t>(tree.folders.size() - foldersBefore)};
         for (std::size_t added = foldersBefore; added < tree.folders.size(); ++added)
-            tree.placeOf(*tree.folders[added]).pathNumber = static_cast<std::uint16_t>(added + 1);
+            tree.placeOf(*tree.folders[added]).pathNumber = static_cast<std::uint32_t>(added + 1);
     }
     tree.firstChild.push_back(static_cast<std::uint32_t>(tree.children.size()));
     tree.preOrder = PreOrder(tree);

@@ -8,9 +8,9 @@
 
 namespace tovlark {
 
-enum class TreeKind : std::uint8_t { Iso, Joliet };
+enum class TreeKind : std::uint8_t { Iso, Joliet, Udf };
 
-/// Folders and records of one of the two trees in the orders in which they are written.
+/// Folders and records of one of the trees in the orders in which they are written.
 struct DirectoryTree {
     TreeKind kind = TreeKind::Iso;
     std::vector<CompilationNode*> folders;   // path-table order (ECMA-119 6.9.1): number n stands at n - 1
@@ -25,17 +25,23 @@ struct DirectoryTree {
                                            firstChild[folderIndex + 1] - firstChild[folderIndex]);
     }
     DirectoryPlace& placeOf(const CompilationNode& folder) const {
-        return kind == TreeKind::Iso ? folder.folder->isoPlace : folder.folder->jolietPlace;
+        switch (kind) {
+            case TreeKind::Iso: return folder.folder->isoPlace;
+            case TreeKind::Joliet: return folder.folder->jolietPlace;
+            case TreeKind::Udf: break;
+        }
+        return folder.folder->udfPlace;
     }
 };
 
 /// Orders the compilation's tree by its resolved names: records in ascending order of their identifiers (ECMA-119 9.3;
-/// Joliet by UTF-16 unit), folders by level, parent and identifier. Fills path-table numbers and subfolder counts.
-/// Symbolic links stand in the ISO tree only, and there only with Rock Ridge. More folders than a path table numbers
-/// set `context.error`.
+/// Joliet and UDF by UTF-16 unit), folders by level, parent and identifier. Fills path-table numbers and subfolder
+/// counts. Symbolic links stand in the UDF tree, and in the ISO tree with Rock Ridge; files too large for the other two
+/// stand in the UDF tree only. More folders than a path table numbers set `context.error`.
 DirectoryTree OrderTree(ImageBuildContext& context, TreeKind kind);
 
-/// The bytes of a node's identifier in a tree (two a unit, big-endian, for Joliet). Not for "." and "..".
+/// The bytes of a node's identifier in the ISO or Joliet tree (two a unit, big-endian, for Joliet). Not for "." and
+/// "..".
 class Identifier {
 public:
     Identifier(const CompilationNode& node, TreeKind kind);

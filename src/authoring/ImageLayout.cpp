@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "base/IsoBytes.h"
 #include "base/Sectors.h"
 
 namespace tovlark {
@@ -9,7 +10,7 @@ namespace tovlark {
 namespace {
 
 constexpr std::uint64_t kSystemAreaSectors = 16;  // ECMA-119 6.2.1
-constexpr std::uint64_t kLargestFile = 0xFFFFFFFF;
+constexpr std::uint64_t kUdfSequenceFirst = 32, kUdfAnchorSector = 256;
 
 /// Appends an extent at the next free sector; returns its first sector. Nothing is appended for no sectors.
 std::uint32_t Place(ImageBuild& build, ExtentKind kind, std::uint64_t count, DirectoryTree* tree = nullptr) {
@@ -25,11 +26,39 @@ std::uint32_t Place(ImageBuild& build, ExtentKind kind, std::uint64_t count, Dir
     return static_cast<std::uint32_t>(first);
 }
 
+/// Places zeros up to a sector, where the image is not that long yet.
+void PlaceGap(ImageBuild& build, std::uint64_t end) {
+    if (build.sectorCount < end) Place(build, ExtentKind::Gap, end - build.sectorCount);
+}
+
+void PlaceUdf(ImageBuild& build) {
+    UdfPlaces& places = build.udfPlaces;
+    PlaceGap(build, kUdfSequenceFirst);
+    places.mainSequence = Place(build, ExtentKind::UdfSequence, kUdfSequenceSectors);
+    places.reserveSequence = Place(build, ExtentKind::UdfSequence, kUdfSequenceSectors);
+    places.integrity = Place(build, ExtentKind::UdfIntegrity, kUdfIntegritySectors);
+    PlaceGap(build, kUdfAnchorSector);
+    Place(build, ExtentKind::UdfAnchor, 1);
+    places.partition = Place(build, ExtentKind::UdfFileSet, kUdfFileSetSectors);
+    Place(build, ExtentKind::UdfDirectories, PlaceUdfDirectories(build, build.sectorCount));
+    places.entries = Place(build, ExtentKind::UdfFileEntries, build.udf.children.size() + 1);
+}
+
 void PlacePathTables(ImageBuild& build, DirectoryTree& tree) {
     tree.pathTableBytes = PathTableSize(tree);
     const std::uint64_t count = SectorsFor(tree.pathTableBytes);
     tree.pathTableL = Place(build, ExtentKind::PathTableL, count, &tree);
     tree.pathTableM = Place(build, ExtentKind::PathTableM, count, &tree);
+}
+
+void PlaceIsoTables(ImageBuild& build) {
+    const bool hasJoliet = build.context.jolietEnabled;
+    PlacePathTables(build, build.iso);
+    if (hasJoliet) PlacePathTables(build, build.joliet);
+    Place(build, ExtentKind::Directories, PlaceDirectories(build, build.iso, build.sectorCount), &build.iso);
+    if (hasJoliet)
+        Place(build, ExtentKind::Directories, PlaceDirectories(build, build.joliet, build.sectorCount), &build.joliet);
+    build.continuationSector = Place(build, ExtentKind::Continuation, SectorsFor(build.continuationBytes));
 }
 
 /// Files in the order in which their data stand: identical ones share the first one's extent.
@@ -40,7 +69,7 @@ public:
 
     void place(CompilationNode& file) {
         if (file.kind != NodeKind::File || file.extent != 0 || file.sizeBytes == 0 || build_.failed()) return;
-        if (file.sizeBytes > kLargestFile) {
+        if (file.sizeBytes > (build_.context.udfEnabled ? kUdfLargestFile : kLargestIsoFile)) {
             build_.context.error = BuildError::TooLarge;
             build_.context.errorSubject = PathInImage(file);
             return;
@@ -75,20 +104,19 @@ void PlaceFileData(ImageBuild& build, const IdenticalFiles& identical) {
 }  // namespace
 
 void PlaceImage(ImageBuild& build, const IdenticalFiles& identical) {
-    const bool hasJoliet = build.context.jolietEnabled;
+    const ImageBuildContext& context = build.context;
     Place(build, ExtentKind::SystemArea, kSystemAreaSectors);
-    Place(build, ExtentKind::PrimaryDescriptor, 1);
-    if (hasJoliet) Place(build, ExtentKind::JolietDescriptor, 1);
-    Place(build, ExtentKind::Terminator, 1);
-    Place(build, ExtentKind::Marker, 1);
-
-    PlacePathTables(build, build.iso);
-    if (hasJoliet) PlacePathTables(build, build.joliet);
-    Place(build, ExtentKind::Directories, PlaceDirectories(build, build.iso, build.sectorCount), &build.iso);
-    if (hasJoliet)
-        Place(build, ExtentKind::Directories, PlaceDirectories(build, build.joliet, build.sectorCount), &build.joliet);
-    build.continuationSector = Place(build, ExtentKind::Continuation, SectorsFor(build.continuationBytes));
+    if (context.isoEnabled) {
+        Place(build, ExtentKind::PrimaryDescriptor, 1);
+        if (context.jolietEnabled) Place(build, ExtentKind::JolietDescriptor, 1);
+        Place(build, ExtentKind::Terminator, 1);
+    }
+    if (context.udfEnabled) Place(build, ExtentKind::UdfRecognition, 3);
+    if (context.isoEnabled) Place(build, ExtentKind::Marker, 1);
+    if (context.udfEnabled) PlaceUdf(build);
+    if (context.isoEnabled) PlaceIsoTables(build);
     PlaceFileData(build, identical);
+    if (context.udfEnabled) Place(build, ExtentKind::UdfAnchor, 1);
 }
 
 }  // namespace tovlark

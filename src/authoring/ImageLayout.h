@@ -9,6 +9,7 @@
 #include "authoring/IdenticalFiles.h"
 #include "authoring/RockRidge.h"
 #include "authoring/SectorStream.h"
+#include "authoring/UdfText.h"
 
 namespace tovlark {
 
@@ -24,6 +25,14 @@ enum class ExtentKind : std::uint8_t {
     Directories = 7,
     Continuation = 8,
     FileData = 9,
+    Gap = 10,
+    UdfRecognition = 11,
+    UdfSequence = 12,
+    UdfIntegrity = 13,
+    UdfAnchor = 14,
+    UdfFileSet = 15,
+    UdfDirectories = 16,
+    UdfFileEntries = 17,
     Count
 };
 
@@ -41,18 +50,36 @@ struct ContinuedRecord {
     const CompilationNode* node;
 };
 
+/// First sectors of the structures of UDF.
+struct UdfPlaces {
+    std::uint32_t mainSequence = 0, reserveSequence = 0, integrity = 0;
+    std::uint32_t partition = 0;  // begins with the file set descriptor
+    std::uint32_t entries = 0;    // file entry number 0, the root's; a sector each, in the order of `udf.children`
+};
+
+constexpr std::uint32_t kUdfSequenceSectors = 16, kUdfIntegritySectors = 2, kUdfFileSetSectors = 2;
+
+/// Longest extent of whole sectors within the 30 bits of its length.
+constexpr std::uint32_t kUdfLongestExtent = (1u << 30) - kSectorSize;
+/// Largest file whose extents one file entry describes.
+constexpr std::uint64_t kUdfLargestFile = std::uint64_t{kUdfEmbeddedBytes / sizeof(UdfShortAd)} * kUdfLongestExtent;
+
+/// Unique identifier of a file entry: 0 is the root's, and those below 16 are reserved (UDF 3.2.1.1).
+constexpr std::uint64_t UdfUniqueId(std::uint64_t entry) { return entry == 0 ? 0 : entry + 15; }
+
 /// An image being made: the layout pass fills the list of extents, the writing pass walks it.
 struct ImageBuild {
     ImageBuild(Task& buildTask, ImageBuildContext& buildContext) : task(buildTask), context(buildContext) {}
     ImageBuild(const ImageBuild&) = delete;
 
     bool failed() const { return context.error != BuildError::None; }
-    /// The tree whose record order is the order of the file data.
-    const DirectoryTree& mainTree() const { return iso; }
+    /// The tree that has all files, and whose record order is the order of their data.
+    const DirectoryTree& mainTree() const { return context.udfEnabled ? udf : iso; }
 
     Task& task;
     ImageBuildContext& context;
-    DirectoryTree iso, joliet;
+    DirectoryTree iso, joliet, udf;
+    UdfPlaces udfPlaces;
     std::vector<Extent> extents;
     std::uint64_t sectorCount = 0;  // next free sector; in the end the volume's size
     std::vector<ContinuedRecord> continued;
@@ -68,6 +95,9 @@ void PlaceImage(ImageBuild& build, const IdenticalFiles& identical);
 /// they take. Collects the ISO tree's continued records.
 std::uint64_t PlaceDirectories(ImageBuild& build, DirectoryTree& tree, std::uint64_t first);
 
+/// The same for the UDF tree.
+std::uint64_t PlaceUdfDirectories(ImageBuild& build, std::uint64_t first);
+
 /// Bytes of a tree's path table.
 std::uint64_t PathTableSize(const DirectoryTree& tree);
 
@@ -80,5 +110,12 @@ void EmitPathTableM(const ImageBuild& build, const Extent& extent, SectorStream&
 void EmitDirectories(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitContinuation(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitFileData(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitUdfRecognition(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitUdfSequence(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitUdfIntegrity(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitUdfAnchor(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitUdfFileSet(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitUdfDirectories(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitUdfFileEntries(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 
 }  // namespace tovlark

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::string_view kMarker = "TOVLARK  ";
 
-void EmitSystemArea(const ImageBuild&, const Extent& extent, SectorStream& stream) {
+void EmitZeros(const ImageBuild&, const Extent& extent, SectorStream& stream) {
     stream.zeros(std::uint64_t{extent.count} * kSectorSize);
 }
 
@@ -27,7 +27,7 @@ struct Emitter {
 };
 
 constexpr Emitter kEmitters[] = {
-    {ExtentKind::SystemArea, EmitSystemArea},
+    {ExtentKind::SystemArea, EmitZeros},
     {ExtentKind::PrimaryDescriptor, EmitPrimaryDescriptor},
     {ExtentKind::JolietDescriptor, EmitJolietDescriptor},
     {ExtentKind::Terminator, EmitTerminator},
@@ -37,6 +37,14 @@ constexpr Emitter kEmitters[] = {
     {ExtentKind::Directories, EmitDirectories},
     {ExtentKind::Continuation, EmitContinuation},
     {ExtentKind::FileData, EmitFileData},
+    {ExtentKind::Gap, EmitZeros},
+    {ExtentKind::UdfRecognition, EmitUdfRecognition},
+    {ExtentKind::UdfSequence, EmitUdfSequence},
+    {ExtentKind::UdfIntegrity, EmitUdfIntegrity},
+    {ExtentKind::UdfAnchor, EmitUdfAnchor},
+    {ExtentKind::UdfFileSet, EmitUdfFileSet},
+    {ExtentKind::UdfDirectories, EmitUdfDirectories},
+    {ExtentKind::UdfFileEntries, EmitUdfFileEntries},
 };
 
 constexpr bool InOrder() {
@@ -49,14 +57,15 @@ static_assert(InOrder());
 void LayOut(ImageBuild& build) {
     Task& task = build.task;
     ImageBuildContext& context = build.context;
-    if (!context.isoEnabled || context.udfEnabled || context.hasBootImage) {
-        context.error = BuildError::NotSupported;
-        return;
-    }
+    if (context.hasBootImage) context.error = BuildError::NotSupported;
+    if (!context.isoEnabled && !context.udfEnabled) context.error = BuildError::NoFileSystem;
+    if (build.failed()) return;
+    if (!context.isoEnabled) context.jolietEnabled = false;  // part of it
     build.label = VolumeFieldText(context, VolumeField::Volume, task.clock);
     ResolveNames(task, context);
-    build.iso = OrderTree(context, TreeKind::Iso);
+    if (context.isoEnabled) build.iso = OrderTree(context, TreeKind::Iso);
     if (context.jolietEnabled) build.joliet = OrderTree(context, TreeKind::Joliet);
+    if (context.udfEnabled) build.udf = OrderTree(context, TreeKind::Udf);
     if (build.failed()) return;
     const IdenticalFiles identical = FindIdenticalFiles(task, context);
     if (task.flags.cancel && !build.failed()) context.error = BuildError::Cancelled;
@@ -87,9 +96,11 @@ TextId WordsOf(const ImageBuildContext& context) {
         case BuildError::NoUniqueName: return TextId::BuildNoUniqueName;
         case BuildError::TooManyFolders: return TextId::BuildTooManyFolders;
         case BuildError::TooLarge:
-            return context.errorSubject.empty() ? TextId::BuildImageTooLarge : TextId::LargeFileReason;
+            if (context.errorSubject.empty()) return TextId::BuildImageTooLarge;
+            return context.udfEnabled ? TextId::BuildFileTooLargeForUdf : TextId::LargeFileReason;
         case BuildError::NamesRefused: return TextId::BuildNamesRefused;
         case BuildError::NotSupported: return TextId::BuildNotSupported;
+        case BuildError::NoFileSystem: return TextId::BuildNoFileSystem;
         case BuildError::OutOfMemory: break;
     }
     return TextId::BuildOutOfMemory;

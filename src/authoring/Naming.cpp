@@ -5,6 +5,7 @@
 #include <charconv>
 
 #include "authoring/NameTable.h"
+#include "authoring/UdfText.h"
 
 namespace tovlark {
 
@@ -227,6 +228,7 @@ public:
           context_(context),
           isoFinder_(&context.codePage),
           jolietFinder_(nullptr),
+          udfFinder_(nullptr),
           isoRules_{context.rockRidgeEnabled() ? static_cast<std::uint8_t>(kShortLimit) : context.isoNameLength,
                     context.lowerCaseAllowed},
           asksAboutChanges_(context.isoEnabled && !context.jolietEnabled && !context.udfEnabled &&
@@ -254,10 +256,12 @@ private:
         });
         isoFinder_.startFolder(children.size());
         jolietFinder_.startFolder(children.size());
+        udfFinder_.startFolder(0);
         for (CompilationNode* child : children) {
             if (context_.error != BuildError::None) return;
             if (context_.isoEnabled) giveIsoName(folder, *child);
             if (context_.jolietEnabled) giveJolietName(*child);
+            if (context_.udfEnabled) giveUdfName(folder, *child);
         }
     }
 
@@ -281,6 +285,23 @@ private:
         node.jolietName = name == node.longName ? node.longName : context_.store(name);
         node.jolietRecordLength = RecordLength(2 * name.size());
         jolietFinder_.take(node.jolietName);
+    }
+
+    void giveUdfName(const CompilationNode& folder, CompilationNode& node) {
+        if (node.kind == NodeKind::SymbolicLink && !IsUdfLinkTarget(node.linkTarget)) {
+            ReportError(task_, task_.session.texts().format(TextId::LinkNotInUdf, {PathInImage(node)}));
+            context_.udfNames[&node] = {};
+            return;
+        }
+        const std::size_t limit = UdfText::unitLimit(node.longName);
+        if (node.longName.size() <= limit) return;
+        SplitJolietName(jolietParts_, node.longName, static_cast<std::uint8_t>(limit));
+        const TextView name = udfFinder_.find(
+            jolietParts_, [&](const Text& candidate) { return FindChild(folder, candidate) == nullptr; });
+        if (name.empty()) return fail(node);
+        const TextView kept = context_.store(name);
+        context_.udfNames[&node] = kept;
+        udfFinder_.take(kept);
     }
 
     void fail(const CompilationNode& node) {
@@ -318,7 +339,7 @@ private:
     Task& task_;
     ImageBuildContext& context_;
     NameFinder<char> isoFinder_;
-    NameFinder<char16_t> jolietFinder_;
+    NameFinder<char16_t> jolietFinder_, udfFinder_;
     const IsoNameRules isoRules_;
     const bool asksAboutChanges_;
     NameParts<char> isoParts_;

@@ -27,8 +27,8 @@ std::string DeriveIsoName(TextView longName, NodeKind kind, IsoNameRules rules, 
 Text DeriveJolietName(TextView longName, std::uint8_t limit, std::int32_t number);
 
 /// Gives every child of every folder a unique ISO name and a unique Joliet name (where that tree is on) and the record
-/// lengths. Children are first sorted by the UTF-16 units of their long names and stay so: numbers, and with them the
-/// image, do not depend on the order in which the system lists a folder.
+/// lengths; fills `udfNames` where UDF is on. Children are first sorted by the UTF-16 units of their long names and
+/// stay so: numbers, and with them the image, do not depend on the order in which the system lists a folder.
 ///
 /// Sets `context.error` (NoUniqueName, NamesRefused, Cancelled) on failure. Where neither Joliet, UDF nor Rock Ridge is
 /// on, changed names are asked about once, as a batch.

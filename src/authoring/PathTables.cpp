@@ -21,7 +21,7 @@ void EmitPathTable(const DirectoryTree& tree, SectorStream& stream) {
         }
         const Identifier identifier(*folder, tree.kind);
         head.nameLength = identifier.size();
-        head.parent = tree.placeOf(*folder->parent).pathNumber;
+        head.parent = static_cast<std::uint16_t>(tree.placeOf(*folder->parent).pathNumber);
         stream.writeStructure(head);
         stream.write(identifier.bytes());
         stream.zeros(identifier.size() % 2);

@@ -40,14 +40,14 @@ constexpr std::uint32_t KindBits(NodeKind kind) {
     }
 }
 
-std::uint32_t ModeOf(const CompilationNode& node, bool isRational) {
+}  // namespace
+
+std::uint32_t PosixModeOf(const CompilationNode& node, bool isRational) {
     if (node.kind == NodeKind::SymbolicLink) return KindBits(node.kind) | 0777;
     std::uint32_t permissions = node.mode & kPermissionBits;
     if (isRational) permissions = node.isFolder() || (permissions & 0111) != 0 ? 0555 : 0444;
     return KindBits(node.kind) | permissions;
 }
-
-}  // namespace
 
 template <typename Structure>
 void SystemUse::add(const Structure& structure) {
@@ -108,7 +108,7 @@ void SystemUse::addLink(TextView target) {
 
 void SystemUse::addPosix(const CompilationNode& node, std::uint32_t subfolderCount) {
     PosixEntry posix;
-    posix.mode = ModeOf(node, context_.rationalAttributes);
+    posix.mode = PosixModeOf(node, context_.rationalAttributes);
     posix.links = node.isFolder() ? 2 + subfolderCount : std::max(node.links, 1u);
     posix.owner = context_.rationalAttributes ? 0 : node.owner;
     posix.group = context_.rationalAttributes ? 0 : node.group;

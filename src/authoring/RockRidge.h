@@ -10,6 +10,10 @@
 
 namespace tovlark {
 
+/// The POSIX mode that a node is recorded with, the bits of its kind included; `isRational`: readable by all, written
+/// by none.
+std::uint32_t PosixModeOf(const CompilationNode& node, bool isRational);
+
 /// Which record of a folder: ".", "..", or a child's.
 enum class RecordRole : std::uint8_t { Self, Parent, Child };
 

@@ -50,6 +50,9 @@ struct PathTableHead {
 };
 static_assert(sizeof(PathTableHead<Little32, Little16>) == 8);
 
+/// Largest file that one directory record describes (9.1.4).
+constexpr std::uint64_t kLargestIsoFile = 0xFFFFFFFF;
+
 /// Most folders a path table can number.
 constexpr std::uint32_t kMostFolders = 65535;
 

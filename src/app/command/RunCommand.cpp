@@ -61,7 +61,6 @@ Status RunCreate(CommandContext& context) {
     const auto type = EffectiveOutputType(context.request);
     if (type == OutputType::Psa) return NotInThisBuild(context, u"create (psa)");
     if (type == OutputType::Bin) return NotInThisBuild(context, u"create (bin)");
-    if (context.compilation.udfEnabled) return NotInThisBuild(context, u"create (-udf on)");
     if (context.request.imageOptions.isAnySet()) context.task.session.printLine(TextId::ImageOptionsUnused);
     return CreateImageFile(context.task, context.compilation, context.request.outputFile);
 }

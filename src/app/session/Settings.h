@@ -15,6 +15,7 @@ inline constexpr IntSetting kBurnBuffer{u"BurnBuffer", 8, 8, 1024};
 inline constexpr IntSetting kLanguage{u"Language", 0, 0, 0xFFFFFFFF};
 inline constexpr IntSetting kUseFileCreationTime{u"UseFileCreationTime", 0, 0, 1};
 inline constexpr IntSetting kTimeFixed{u"TimeFixed", 0, 0, 0xFFFFFFFF};
+inline constexpr IntSetting kUdfRevision{u"UdfRevision", 258, 258, 513};
 inline constexpr IntSetting kRockRidge{u"RockRidge", 2, 0, 2};
 inline constexpr IntSetting kRockRidgeRational{u"RockRidgeRational", 0, 0, 1};
 inline constexpr IntSetting kKeepSymbolicLinks{u"KeepSymbolicLinks", 0, 0, 1};

@@ -72,7 +72,6 @@ enum class TextId : std::uint16_t {
     DoYouWantToContinue,
     LargeFileRefused,
     LargeFileReason,
-    LargeFileNeedsUdf,
     DestinationIsSameFolder,
     DestinationIsSubfolder,
     ReplaceFile,
@@ -112,6 +111,9 @@ enum class TextId : std::uint16_t {
     BuildNamesRefused,
     BuildNotSupported,
     BuildOutOfMemory,
+    BuildNoFileSystem,
+    BuildFileTooLargeForUdf,
+    LinkNotInUdf,
     // Start and front end: 600-699
     StartedWithoutConsole,
     LanguageTemplateWritten,

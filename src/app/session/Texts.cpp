@@ -146,7 +146,6 @@ constexpr TextRow kTexts[] = {
     {TextId::DoYouWantToContinue, 407, u"Do you want to continue?"},
     {TextId::LargeFileRefused, 408, u"%s (%s)\r\n\r\n%s"},
     {TextId::LargeFileReason, 409, u"The maximum allowed file size on disc is 4GB if ISO 9660 is enabled."},
-    {TextId::LargeFileNeedsUdf, 410, u"A file of 4 GB or more needs UDF, which this build cannot write yet."},
     {TextId::DestinationIsSameFolder, 411, u"The destination folder is the same as the source folder."},
     {TextId::DestinationIsSubfolder, 412, u"The destination folder is a subfolder of the source folder."},
     {TextId::ReplaceFile, 413, u"Replace file"},
@@ -190,6 +189,9 @@ constexpr TextRow kTexts[] = {
     {TextId::BuildNamesRefused, 528, u"The image was not made, because its changed names were not agreed to."},
     {TextId::BuildNotSupported, 529, u"This build cannot write UDF or boot images yet: the image was not made."},
     {TextId::BuildOutOfMemory, 530, u"Out of memory. Program abort."},
+    {TextId::BuildNoFileSystem, 531, u"The image was not made: neither ISO 9660 nor UDF is on."},
+    {TextId::BuildFileTooLargeForUdf, 532, u"A file of 234 GB or more cannot be recorded in UDF."},
+    {TextId::LinkNotInUdf, 533, u"The symbolic link %s was left out of UDF: its target is too long."},
     // Start and front end
     {TextId::StartedWithoutConsole, 600,
      u"Tovlark has no windows yet: please use the console front end, for example \"tvcmd -?\"."},
