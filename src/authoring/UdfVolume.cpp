@@ -146,8 +146,10 @@ void SealDescriptor(const ImageBuild& build, std::span<std::byte> descriptor, Ud
     tag.crc = Crc16(body);
     tag.crcLength = static_cast<std::uint16_t>(body.size());
     tag.location = location;
+    std::uint8_t sum = 0;
     for (const std::byte byte : std::as_bytes(std::span(&tag, 1)))
-        tag.checksum = static_cast<std::uint8_t>(tag.checksum + std::to_integer<std::uint8_t>(byte));
+        sum = static_cast<std::uint8_t>(sum + std::to_integer<std::uint8_t>(byte));
+    tag.checksum = sum;
     std::memcpy(descriptor.data(), &tag, sizeof(tag));
 }
 

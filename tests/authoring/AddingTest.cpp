@@ -170,16 +170,30 @@ TEST(Adding, TheRuleForLargeFiles) {
     }
 }
 
-TEST(Adding, FilesBeyondTheLimitAreRefusedAndTheWalkGoesOn) {
-    for (const bool isFixed : {false, true}) {
+TEST(Adding, FilesBeyondTheLimitAreRefusedOrSwitchToUdf) {
+    const struct {
+        bool isFixed;
+        RockRidgeChoice rockRidge;
+        bool isAdded, hasIso;
+    } cases[] = {
+        {true, RockRidgeChoice::Automatic, false, true},
+        {false, RockRidgeChoice::Automatic, true, false},
+        {false, RockRidgeChoice::On, true, true},
+    };
+    for (const auto& one : cases) {
         AddingFixture made;
-        made.context.fileSystemsFixed = isFixed;
+        made.context.fileSystemsFixed = one.isFixed;
+        made.context.rockRidge = one.rockRidge;
         std::filesystem::resize_file(made.disk.write("top/large", ""), 0x1'0000'0000);
         std::filesystem::resize_file(made.disk.write("top/largest", ""), 0xFFFF'FFFF);
         made.add("top", u"/");
-        EXPECT_EQ(made.tree(), (std::vector<std::string>{"/top/", "/top/largest"}));
-        EXPECT_TRUE(made.fake.flags.error);
-        const char* words = isFixed ? "(4.00 GB)\r\n\r\nThe maximum allowed file size on disc is 4GB" : "needs UDF";
+        EXPECT_EQ(FindNode(made.context, u"/top/large") != nullptr, one.isAdded);
+        EXPECT_NE(FindNode(made.context, u"/top/largest"), nullptr);
+        EXPECT_EQ(made.fake.flags.error, !one.isAdded);
+        EXPECT_EQ(made.context.isoEnabled, one.hasIso);
+        EXPECT_EQ(made.context.udfEnabled, one.isAdded);
+        EXPECT_EQ(made.context.jolietEnabled, !one.isAdded);
+        const char* words = one.isAdded ? "" : "(4.00 GB)\r\n\r\nThe maximum allowed file size on disc is 4GB";
         EXPECT_NE(made.fake.streams.output.find(words), std::string::npos) << made.fake.streams.output;
     }
 }

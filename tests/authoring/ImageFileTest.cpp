@@ -84,11 +84,11 @@ TEST_F(ImageFileTest, PlacesThatCannotBeWrittenAreNamed) {
 TEST_F(ImageFileTest, FailedBuildLeavesTheOldFile) {
     out_.write("x.iso", "old");
     fake_.streams.input = "y\n";
-    context_.udfEnabled = true;
+    context_.isoEnabled = false;
     EXPECT_EQ(create(out_ / "x.iso"), Status::Failed);
     EXPECT_EQ(out_.read("x.iso"), "old");
     EXPECT_THAT(names(), ElementsAre("x.iso"));
-    EXPECT_THAT(fake_.streams.output, HasSubstr("This build cannot write UDF"));
+    EXPECT_THAT(fake_.streams.output, HasSubstr("neither ISO 9660 nor UDF is on"));
 }
 
 TEST_F(ImageFileTest, OutputIsLeftOutOfItsOwnImage) {

@@ -139,8 +139,7 @@ TEST(RunCommand, WritesOnlyTheImagesThatItCan) {
         {{u"create", u"-o", archive}, "create (psa)"},
         {{u"create", u"-o", plain, u"-ot", u"bin"}, "create (bin)"},
         {{u"create", u"-o", raw}, "create (bin)"},
-        {{u"create", u"-o", plain, u"-udf", u"on"}, "create (-udf on)"},
-        {{u"create", u"-o", plain, u"-udf", u"on", u"-udf", u"off"}, ""},
+        {{u"create", u"-o", plain, u"-udf", u"on"}, ""},
     };
     for (const auto& row : rows) {
         CommandLine line(row.words);
