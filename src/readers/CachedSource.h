@@ -13,7 +13,7 @@ namespace tovlark {
 class CachedSource {
 public:
     /// What `source` refers to must outlive the cache.
-    explicit CachedSource(const ByteSource& source);
+    explicit CachedSource(const ByteSource& source) : source_(source) {}
 
     const ByteSource& source() const { return source_; }
     /// As `ByteSource::readAt`.
@@ -41,12 +41,11 @@ private:
 
     struct Line {
         std::uint64_t index = std::numeric_limits<std::uint64_t>::max();  // its offset / kLineBytes; max: empty
-        std::size_t filledBytes = 0;
+        std::vector<std::byte> bytes;
     };
 
     ByteSource source_;
     std::array<Line, kLineCount> lines_;
-    std::vector<std::byte> bytes_;  // of all lines
 };
 
 }  // namespace tovlark
