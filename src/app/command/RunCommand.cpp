@@ -8,6 +8,7 @@
 #include "app/command/Usage.h"
 #include "authoring/ImageWriter.h"
 #include "platform/Process.h"
+#include "readers/ListImage.h"
 
 namespace tovlark {
 
@@ -95,7 +96,14 @@ Status RunOnSource(CommandContext& context, TextView command) {
 
 Status RunMakeImage(CommandContext& context) { return RunOnSource(context, u"make-image"); }
 Status RunConvert(CommandContext& context) { return RunOnSource(context, u"convert"); }
-Status RunList(CommandContext& context) { return RunOnSource(context, u"list"); }
+
+Status RunList(CommandContext& context) {
+    const CommandRequest& request = context.request;
+    if (ParseDrive(request.source)) return RunOnSource(context, u"list");
+    if (!PassesChecks(context)) return Status::Failed;
+    return ListImage(context.task, {request.source, request.innerPath, request.has(Switch::Recursive)});
+}
+
 Status RunExtract(CommandContext& context) { return RunOnSource(context, u"extract"); }
 Status RunRip(CommandContext& context) { return RunOnSource(context, u"rip"); }
 

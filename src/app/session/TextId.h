@@ -173,6 +173,11 @@ enum class TextId : std::uint16_t {
     TooManyEntries,
     BootCatalogDamaged,
     UdfBadDescriptor,
+    NoFileSystem,
+    ObjectsIn,
+    FilesAndFolders,
+    Bytes,
+    FolderNotFound,
     // Image files: 780-819
     CueFaultInLine,
     CueUnreadable,

@@ -77,7 +77,7 @@ TEST(RunCommand, TellsDrivesThatAreThereFromLettersOnly) {
         {{u"rip", u"F:", u"-o", u"x.FLAC", u"-rip-to-single-file"}, cannotYet("rip")},
         {{u"rip", u"H:", u"-od", u"x", u"-ot", u"ogg"}, "There is no drive H:\r\n"},
         {{u"extract", u"F:", u"/", u"-od", u"x"}, cannotYet("extract")},
-        {{u"list", image, u"/"}, cannotYet("list")},
+        {{u"list", u"F:", u"/"}, cannotYet("list")},
         {{u"convert", image, u"-o", u"x.7z"}, cannotYet("convert")},
     };
     for (const auto& row : rows) {
