@@ -119,7 +119,7 @@ private:
                 if (!next(extension)) return false;
             }
         }
-        if (!cache_.holds(std::uint64_t{record.firstSector} * kSectorSize, 1)) return false;
+        if (record.firstSector == 0 || !cache_.holds(std::uint64_t{record.firstSector} * kSectorSize, 1)) return false;
         catalog_.entries.push_back({platform, identifier, record.indicator == ImageRecord::kBootable,
                                     static_cast<std::uint8_t>(record.mediaType & ImageRecord::kTypeMask),
                                     record.loadSegment, record.systemType, record.sectorCount, record.firstSector,
