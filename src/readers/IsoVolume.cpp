@@ -217,8 +217,10 @@ std::optional<VolumeFault> IsoVolume::locate(const VolumeEntry& file, std::vecto
     extents.clear();
     if (file.kind == EntryKind::Folder) {
         if (file.place == 0) return VolumeFault{TextId::FolderDamaged, file.name, {}};
-        if (!cache_.holds(file.place, file.sizeBytes)) return VolumeFault{TextId::FolderBeyondEnd, file.name, {}};
-        if (file.sizeBytes > 0) extents.push_back({file.place, file.sizeBytes});
+        const std::uint64_t heldBytes = cache_.source().sizeBytes - std::min(file.place, cache_.source().sizeBytes);
+        if (const std::uint64_t size = std::min(file.sizeBytes, heldBytes); size > 0)
+            extents.push_back({file.place, size});
+        if (heldBytes < file.sizeBytes) return VolumeFault{TextId::FolderBeyondEnd, file.name, {}};
         return std::nullopt;
     }
     if (file.kind != EntryKind::File || file.sizeBytes == 0) return std::nullopt;

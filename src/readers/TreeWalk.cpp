@@ -64,7 +64,9 @@ private:
 
     bool walk(const WalkedFolder& folder) {
         std::vector<DataExtent> extents;
-        if (const auto fault = volume_.locate(folder.entry, extents)) return tell(fault, folder);
+        const auto placeFault = volume_.locate(folder.entry, extents);
+        if (!tell(placeFault, folder)) return false;
+        if (placeFault && extents.empty()) return true;
         if (!entered_.add(extents)) return tell(VolumeFault{TextId::FolderShared, folder.path, {}}, folder);
         if (visitor_.enter && !visitor_.enter(folder)) return false;
 
@@ -82,7 +84,7 @@ private:
         });
         if (!goesOn) return false;
         std::reverse(waiting_.begin() + static_cast<std::ptrdiff_t>(firstBelow), waiting_.end());
-        if (!tell(fault, folder)) return false;
+        if (!placeFault && !tell(fault, folder)) return false;
         if (hasTooMany) {
             waiting_.clear();
             if (!tell(VolumeFault{TextId::TooManyEntries, folder.path, {}}, folder)) return false;

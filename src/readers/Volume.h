@@ -64,7 +64,7 @@ public:
     virtual std::optional<VolumeFault> list(const VolumeEntry& folder,
                                             const std::function<bool(const VolumeEntry&)>& visit) = 0;
     /// Where the data of a file, or the records of a folder, lie; the extents add up to its size and lie inside the
-    /// source.
+    /// source. Of a folder that the end of the source cuts they tell the part that is there, beside the fault.
     virtual std::optional<VolumeFault> locate(const VolumeEntry& file, std::vector<DataExtent>& extents) = 0;
 };
 

@@ -254,9 +254,12 @@ TEST(WalkTree, EndsWhateverTheImageSays) {
     image.add({"TWIN", IsoImage::kSub, 2048, kFolder});
     image.add({"OUT", 5000, 2048, kFolder});
     image.add({"EMPTY", 0, 0, kFolder});
+    image.add({"CUT", 27, 4096, kFolder});
     image.begin(IsoImage::kSub);
     image.add({"UP", IsoImage::kRoot, 4096, kFolder});
     image.add({"FILE", 24, 3});
+    image.begin(27);
+    image.add({"WHOLE", 24, 3});
     const auto volume = OpenIso(image.source(), VolumeKind::Iso, ReadIsoFacts(image.source()));
     std::vector<std::string> seen;
     TreeVisitor visitor;
@@ -278,8 +281,9 @@ TEST(WalkTree, EndsWhateverTheImageSays) {
         return true;
     };
     EXPECT_TRUE(WalkTree(*volume, {u"/", volume->root()}, visitor));
-    EXPECT_THAT(seen, ElementsAre("/:0", "LOOP", "SUB", "TWIN", "OUT", "EMPTY", ".", "738 /LOOP", "/SUB:3", "UP",
-                                  "FILE", ".", "738 /SUB/UP", "738 /TWIN", "733 /OUT", "732 /EMPTY"));
+    EXPECT_THAT(seen, ElementsAre("/:0", "LOOP", "SUB", "TWIN", "OUT", "EMPTY", "CUT", ".", "738 /LOOP", "/SUB:3", "UP",
+                                  "FILE", ".", "738 /SUB/UP", "738 /TWIN", "733 /OUT", "732 /EMPTY", "733 /CUT",
+                                  "/CUT:3", "WHOLE", "."));
 }
 
 TEST(FindEntry, PrefersTheExactName) {
