@@ -166,19 +166,14 @@ private:
     }
 
     bool admitsLargeFile(const Place& place, const FileInfo& info) {
-        switch (RuleForLargeFile(context_)) {
-            case LargeFileRule::Allowed: return true;
-            case LargeFileRule::Refuse:
-                startLine();
-                ReportError(task_, texts_.format(TextId::LargeFileRefused, {place.path(), FormatSize(info.sizeBytes),
-                                                                            texts_[TextId::LargeFileReason]}));
-                return false;
-            case LargeFileRule::SwitchToUdf: context_.isoEnabled = false; break;
-            case LargeFileRule::KeepInUdfTreeOnly: break;
+        if (RuleForLargeFile(context_) != LargeFileRule::Refuse) {
+            AdmitLargeFile(context_);
+            return true;
         }
-        context_.udfEnabled = true;
-        context_.jolietEnabled = false;
-        return true;
+        startLine();
+        ReportError(task_, texts_.format(TextId::LargeFileRefused,
+                                         {place.path(), FormatSize(info.sizeBytes), texts_[TextId::LargeFileReason]}));
+        return false;
     }
 
     bool mayReplace(const CompilationNode& existing, const Place& place) {
@@ -324,6 +319,14 @@ LargeFileRule RuleForLargeFile(const ImageBuildContext& context) {
     if (context.fileSystemsFixed) return LargeFileRule::Refuse;
     const bool needsIso = context.hasBootImage || context.rockRidge == RockRidgeChoice::On;
     return needsIso ? LargeFileRule::KeepInUdfTreeOnly : LargeFileRule::SwitchToUdf;
+}
+
+void AdmitLargeFile(ImageBuildContext& context) {
+    const LargeFileRule rule = RuleForLargeFile(context);
+    if (rule == LargeFileRule::Allowed) return;
+    if (rule == LargeFileRule::SwitchToUdf) context.isoEnabled = false;
+    context.udfEnabled = true;
+    context.jolietEnabled = false;
 }
 
 void DeleteNode(ImageBuildContext& context, CompilationNode& node) {

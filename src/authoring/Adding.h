@@ -36,6 +36,9 @@ enum class LargeFileRule : std::uint8_t {
 };
 LargeFileRule RuleForLargeFile(const ImageBuildContext& context);
 
+/// Switches the file systems so that such a file fits, as the rule says.
+void AdmitLargeFile(ImageBuildContext& context);
+
 /// Removes a node and everything below it from the tree and the priority list. The root cannot be removed: nothing
 /// happens.
 void DeleteNode(ImageBuildContext& context, CompilationNode& node);

@@ -47,12 +47,14 @@ void IndexAgain(FolderContents& folder) {
     for (CompilationNode* child : folder.children) Index(folder, *child);
 }
 
-template <typename Char>
-std::basic_string_view<Char> Copy(std::pmr::monotonic_buffer_resource& storage, std::basic_string_view<Char> text) {
-    if (text.empty()) return {};
-    Char* copy = static_cast<Char*>(storage.allocate(text.size() * sizeof(Char), alignof(Char)));
-    std::copy(text.begin(), text.end(), copy);
-    return {copy, text.size()};
+/// A copy of a view that lives as long as the compilation.
+template <typename View>
+View Copy(std::pmr::monotonic_buffer_resource& storage, View view) {
+    using Item = typename View::value_type;
+    if (view.empty()) return {};
+    Item* copy = static_cast<Item*>(storage.allocate(view.size() * sizeof(Item), alignof(Item)));
+    std::copy(view.begin(), view.end(), copy);
+    return {copy, view.size()};
 }
 
 CompilationNode& MakeNode(ImageBuildContext& context, NodeKind kind, TextView longName) {
@@ -91,6 +93,11 @@ const SourceFolder& ImageBuildContext::sourceFolder(TextView path) {
     const auto [place, isNew] = sourceFolders_.try_emplace(Text(path));
     if (isNew) place->second.path = path;
     return place->second;
+}
+
+const ImageSource& ImageBuildContext::imageSource(const SourceImage& image, std::span<const DataExtent> extents) {
+    void* place = storage.allocate(sizeof(ImageSource), alignof(ImageSource));
+    return *new (place) ImageSource{&image, Copy(storage, extents)};
 }
 
 TextView ImageBuildContext::store(TextView text) { return Copy(storage, text); }
@@ -133,6 +140,7 @@ Text VolumeFieldText(const ImageBuildContext& context, VolumeField field, const 
 }
 
 Text SourcePath(const CompilationNode& node) {
+    if (node.inImage != nullptr) return node.inImage->image->path + u':' + PathInImage(node);
     return node.sourceFolder == nullptr ? Text() : JoinPath(node.sourceFolder->path, node.sourceName);
 }
 

@@ -14,6 +14,7 @@
 #include "base/Text.h"
 #include "platform/CodePage.h"
 #include "platform/SystemError.h"
+#include "readers/OpenedImage.h"
 
 namespace tovlark {
 
@@ -34,6 +35,20 @@ enum class FingerprintState : std::uint8_t { NotComputed = 0, Computed = 1, Read
 /// pointers.
 struct SourceFolder {
     Text path;
+};
+
+/// An image whose files a compilation takes over; open until the new image is written.
+struct SourceImage {
+    Text path;
+    OpenedImage opened;
+    FileIdentity identity;
+    bool isIncomplete = false;  // something of it could not be taken over
+};
+
+/// Where the data of a file lie in such an image.
+struct ImageSource {
+    const SourceImage* image;
+    std::span<const DataExtent> extents;
 };
 
 /// Data made in memory, with the owner that made it.
@@ -69,6 +84,7 @@ struct CompilationNode {
     TextView sourceName;                         // file name in `sourceFolder`
     TextView linkTarget;                         // symbolic links only
     const MemorySource* memory = nullptr;
+    const ImageSource* inImage = nullptr;  // the data stay where an edited image has them
     std::uint64_t sizeBytes = 0;
     UnixSeconds date = kNoDate;
     std::uint32_t mode = 0, owner = 0, group = 0, links = 1;
@@ -84,7 +100,7 @@ struct CompilationNode {
     bool isFolder() const { return kind == NodeKind::Folder; }
     bool isSpecial() const { return trackLink != 0; }
 };
-static_assert(sizeof(CompilationNode) <= 176);
+static_assert(sizeof(CompilationNode) <= 184);
 
 enum class VolumeField : std::uint8_t {
     Volume,
@@ -158,6 +174,7 @@ struct ImageBuildContext {
     /// Names that had to be cut for UDF; an empty one is a symbolic link that it cannot record.
     std::unordered_map<const CompilationNode*, TextView> udfNames;
 
+    std::deque<SourceImage> sourceImages;    // that nodes take their data from
     std::vector<CompilationNode*> priority;  // files to be written first, in this order
 
     BuildError error = BuildError::None;
@@ -176,6 +193,8 @@ struct ImageBuildContext {
     CompilationNode& newNode(NodeKind nodeKind, CompilationNode& parent, TextView longName);
     /// The one object for a full local path.
     const SourceFolder& sourceFolder(TextView path);
+    /// Where data lie in an image of `sourceImages`.
+    const ImageSource& imageSource(const SourceImage& image, std::span<const DataExtent> extents);
     TextView store(TextView text);
     std::string_view store(std::string_view bytes);
 
@@ -190,7 +209,8 @@ void InitialiseCompilation(const Task& task, ImageBuildContext& context);
 /// Text of a volume field; a label that was not set is the local date of `now()` in the system's short-date pattern.
 Text VolumeFieldText(const ImageBuildContext& context, VolumeField field, const Clock& clock);
 
-/// The full local path of a node's source, empty when it has none.
+/// The full local path of a node's source, empty when it has none; for data of an edited image its path and, after a
+/// colon, the node's in the image.
 Text SourcePath(const CompilationNode& node);
 
 /// Path of a node inside the image, "/" separated; the root is "/".

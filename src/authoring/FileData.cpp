@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "authoring/ImageLayout.h"
+#include "authoring/NodeData.h"
 #include "authoring/ReadAhead.h"
 #include "base/Sectors.h"
 #include "platform/Files.h"
@@ -36,9 +37,7 @@ struct BatchRange {
 
 std::uint64_t SpaceOf(const CompilationNode& node) { return SectorsFor(node.sizeBytes) * kSectorSize; }
 
-bool IsReadAhead(const CompilationNode& node) {
-    return node.memory == nullptr && node.sourceFolder != nullptr && SpaceOf(node) <= kBatchSize;
-}
+bool IsReadAhead(const CompilationNode& node) { return HasSource(node) && SpaceOf(node) <= kBatchSize; }
 
 /// The files whose data stand in the image, in that order.
 std::vector<const CompilationNode*> FilesInOrder(const ImageBuild& build, const Extent& extent) {
@@ -76,18 +75,14 @@ std::vector<BatchRange> BatchesOf(const std::vector<const CompilationNode*>& fil
 void FillBatch(std::span<const CompilationNode* const> files, Batch& batch) {
     batch.sizeBytes = 0;
     batch.faults.clear();
-    OpenFolder folder;
-    SystemError folderError;
-    const SourceFolder* opened = nullptr;
+    FolderCache folders;
     for (const CompilationNode* node : files) {
-        if (opened != node->sourceFolder) folderError = folder.open(node->sourceFolder->path);
-        opened = node->sourceFolder;
-        InputFile file;
+        NodeData data;
         const auto size = static_cast<std::size_t>(node->sizeBytes);
         const std::span<std::byte> place = std::span(batch.bytes).subspan(batch.sizeBytes);
         std::size_t copied = 0;
-        SystemError error = folderError.failed() ? folderError : file.open(folder, node->sourceName);
-        if (!error.failed()) error = file.readAt(0, place.first(size + 1), size, copied);
+        SystemError error = data.open(*node, folders);
+        if (!error.failed()) error = data.readAt(0, place.first(size + 1), size, copied);
         if (error.failed() || copied != size) batch.faults.push_back({node, copied, error});
         copied = std::min(copied, size);
         const auto space = static_cast<std::size_t>(SpaceOf(*node));
@@ -122,7 +117,7 @@ void EmitSource(const ImageBuild& build, const CompilationNode& node, SectorStre
     if (fault.error.failed())
         stream.zeros(node.sizeBytes);
     else
-        fault.copied = stream.writeFile(file, node.sizeBytes, fault.error);
+        fault.copied = stream.writeFile({file, 0, node.sizeBytes}, fault.error);
     if (stream.failed()) return;
     // Afterwards, so that what grew while it was read is noticed too.
     FileInfo info;
@@ -130,10 +125,28 @@ void EmitSource(const ImageBuild& build, const CompilationNode& node, SectorStre
     if (fault.error.failed() || fault.copied < node.sizeBytes || info.sizeBytes > node.sizeBytes) Report(build, fault);
 }
 
+/// The image is the user's own file, opened before the walk: it neither vanishes nor changes its size under us.
+void EmitFromImage(const ImageBuild& build, const CompilationNode& node, SectorStream& stream) {
+    SourceFault fault{&node, 0, {}};
+    for (const DataExtent& extent : node.inImage->extents) {
+        if (extent.offset == DataExtent::kZeros) {
+            stream.zeros(extent.sizeBytes);
+            fault.copied += extent.sizeBytes;
+        } else {
+            const FileRange range{node.inImage->image->opened.file, extent.offset, extent.sizeBytes};
+            fault.copied += stream.writeFile(range, fault.error);
+        }
+        if (stream.failed() || fault.error.failed()) break;
+    }
+    if (!stream.failed() && fault.copied < node.sizeBytes) Report(build, fault);
+}
+
 void EmitFile(const ImageBuild& build, const CompilationNode& node, SectorStream& stream) {
     const std::uint64_t end = stream.position() + SpaceOf(node);
     if (node.memory != nullptr)
         stream.write(node.memory->data);
+    else if (node.inImage != nullptr)
+        EmitFromImage(build, node, stream);
     else
         EmitSource(build, node, stream);
     if (!stream.failed()) stream.zeros(end - stream.position());

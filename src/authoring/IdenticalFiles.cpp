@@ -6,10 +6,10 @@
 #include <numeric>
 #include <tuple>
 
+#include "authoring/NodeData.h"
 #include "authoring/ReadAhead.h"
 #include "base/Checksum.h"
 #include "base/Sectors.h"
-#include "platform/Files.h"
 
 namespace tovlark {
 
@@ -42,31 +42,36 @@ std::vector<CompilationNode*> FilesBySize(const ImageBuildContext& context) {
 }
 
 /// Reads a piece of a file whole; one that cannot be read never shares its data.
-bool ReadPiece(const InputFile& file, CompilationNode& node, std::uint64_t offset, std::span<std::byte> bytes) {
+bool ReadPiece(const NodeData& data, CompilationNode& node, std::uint64_t offset, std::span<std::byte> bytes) {
     std::size_t readCount = 0;
-    const SystemError error = file.readAt(offset, bytes, readCount);
+    const SystemError error = data.readAt(offset, bytes, bytes.size(), readCount);
     if (!error.failed() && readCount == bytes.size()) return true;
     node.fingerprintState = FingerprintState::ReadFailed;
     return false;
 }
 
-void TakeFingerprint(const InputFile& file, CompilationNode& node, std::span<std::byte> chunk) {
+void TakeFingerprint(const NodeData& data, CompilationNode& node, std::span<std::byte> chunk) {
     std::span<std::byte> sample = chunk.first(std::min<std::uint64_t>(node.sizeBytes, kChunkSize));
     if (node.sizeBytes <= kChunkSize) {
-        if (!ReadPiece(file, node, 0, sample)) return;
+        if (!ReadPiece(data, node, 0, sample)) return;
     } else {
         const std::uint64_t count = SectorsFor(node.sizeBytes), half = count / 2, quarter = count / 4;
         std::size_t taken = 0;
         for (const std::uint64_t sector : {std::uint64_t{0}, quarter, half, half + quarter, count - 1}) {
             const std::uint64_t offset = sector * kSectorSize;
             const std::size_t length = std::min<std::uint64_t>(kSectorSize, node.sizeBytes - offset);
-            if (!ReadPiece(file, node, offset, sample.subspan(taken, length))) return;
+            if (!ReadPiece(data, node, offset, sample.subspan(taken, length))) return;
             taken += length;
         }
         sample = sample.first(taken);
     }
     node.fingerprint = Crc32(sample);
     node.fingerprintState = FingerprintState::Computed;
+}
+
+/// Where the data of a file of an edited image begin: with the size it tells one from another.
+std::uint64_t OffsetOf(const CompilationNode& file) {
+    return file.inImage->extents.empty() ? 0 : file.inImage->extents.front().offset;
 }
 
 /// What came of the fingerprints of some files: they stand in their nodes.
@@ -78,19 +83,16 @@ struct FingerprintBatch {
 
 void FillBatch(std::span<CompilationNode* const> files, std::span<const std::uint32_t> indexes,
                FingerprintBatch& batch) {
-    OpenFolder folder;
-    const SourceFolder* opened = nullptr;
+    FolderCache folders;
     for (const std::uint32_t index : indexes) {
         CompilationNode& node = *files[index];
-        InputFile file;
-        if (opened != node.sourceFolder) batch.error = folder.open(node.sourceFolder->path);
-        opened = node.sourceFolder;
-        if (!batch.error.failed()) batch.error = file.open(folder, node.sourceName);
+        NodeData data;
+        batch.error = data.open(node, folders);
         if (batch.error.failed()) {
             batch.unopened = &node;
             return;
         }
-        TakeFingerprint(file, node, batch.chunk);
+        TakeFingerprint(data, node, batch.chunk);
     }
 }
 
@@ -135,7 +137,7 @@ private:
     };
     struct OpenFile {
         std::uint32_t index;
-        InputFile file;
+        NodeData data;
     };
 
     bool stopped() {
@@ -154,7 +156,7 @@ private:
             if (file.isSpecial()) continue;
             if (file.memory != nullptr)
                 inMemory.push_back(index);
-            else if (file.sourceFolder != nullptr)
+            else if (HasSource(file))
                 onDisk.push_back(index);
         }
         compareMemory(inMemory);
@@ -179,16 +181,16 @@ private:
         }
     }
 
-    /// Takes all but the first file of every source path out of the list and makes that one their leader.
+    /// Takes all but the first file of every source out of the list and makes that one their leader.
     void setAsideSameSources(Indexes& onDisk) {
         const auto sourceOf = [&](std::uint32_t index) {
-            return std::pair(files_[index]->sourceFolder, files_[index]->sourceName);
+            const CompilationNode& file = *files_[index];
+            const auto* image = file.inImage != nullptr ? file.inImage->image : nullptr;
+            return std::tuple(file.sourceFolder, file.sourceName, image, image != nullptr ? OffsetOf(file) : 0);
         };
         std::sort(onDisk.begin(), onDisk.end(), [&](std::uint32_t left, std::uint32_t right) {
-            const auto [leftFolder, leftName] = sourceOf(left);
-            const auto [rightFolder, rightName] = sourceOf(right);
-            if (leftFolder != rightFolder) return std::less<>()(leftFolder, rightFolder);
-            return std::tie(leftName, left) < std::tie(rightName, right);
+            const auto leftSource = sourceOf(left), rightSource = sourceOf(right);
+            return leftSource != rightSource ? leftSource < rightSource : left < right;
         });
         Indexes kept;
         for (const std::uint32_t index : onDisk) {
@@ -203,12 +205,15 @@ private:
         onDisk = std::move(kept);
     }
 
-    /// Reads the candidates folder after folder, the way they lie on the disk.
+    /// Reads the candidates folder after folder, and those of an image from its start on: the way they lie on the disk.
     void takeFingerprints() {
+        const auto placeOf = [&](std::uint32_t index) {
+            const CompilationNode& file = *files_[index];
+            return std::pair(file.sourceFolder, file.inImage != nullptr ? OffsetOf(file) : 0);
+        };
         Indexes order = candidates_;
-        std::stable_sort(order.begin(), order.end(), [&](std::uint32_t left, std::uint32_t right) {
-            return std::less<>()(files_[left]->sourceFolder, files_[right]->sourceFolder);
-        });
+        std::stable_sort(order.begin(), order.end(),
+                         [&](std::uint32_t left, std::uint32_t right) { return placeOf(left) < placeOf(right); });
         const auto filesOf = [&](std::size_t batchNumber) {
             const std::size_t first = batchNumber * kFilesABatch;
             return std::span(order).subspan(first, std::min(kFilesABatch, order.size() - first));
@@ -258,24 +263,24 @@ private:
 
     /// Reads all the files side by side, so that each is read once, and only up to where it differs.
     void compareWith(std::uint32_t leader, std::span<const std::uint32_t> others, Indexes& different) {
-        InputFile leaderFile;
-        if (!open(leader, leaderFile)) return;
+        NodeData leaderData;
+        if (!open(leader, leaderData)) return;
         std::vector<OpenFile> same(others.size());
         for (std::size_t place = 0; place < others.size(); ++place) {
             same[place].index = others[place];
-            if (!open(others[place], same[place].file)) return;
+            if (!open(others[place], same[place].data)) return;
         }
         const std::uint64_t sizeBytes = files_[leader]->sizeBytes;
         for (std::uint64_t offset = 0; offset < sizeBytes && !same.empty(); offset += kChunkSize) {
             if (stopped()) return;
             const std::size_t count = std::min<std::uint64_t>(kChunkSize, sizeBytes - offset);
-            if (!ReadPiece(leaderFile, *files_[leader], offset, std::span(leaderChunk_).first(count))) {
+            if (!ReadPiece(leaderData, *files_[leader], offset, std::span(leaderChunk_).first(count))) {
                 for (const OpenFile& other : same) different.push_back(other.index);
                 return;
             }
             std::erase_if(same, [&](const OpenFile& other) {
                 const std::span<std::byte> chunk = std::span(chunk_).first(count);
-                if (!ReadPiece(other.file, *files_[other.index], offset, chunk)) return true;
+                if (!ReadPiece(other.data, *files_[other.index], offset, chunk)) return true;
                 if (std::memcmp(chunk.data(), leaderChunk_.data(), count) == 0) return false;
                 different.push_back(other.index);
                 return true;
@@ -284,8 +289,8 @@ private:
         for (const OpenFile& other : same) leaders_[other.index] = leader;
     }
 
-    bool open(std::uint32_t index, InputFile& file) {
-        const SystemError error = file.open(SourcePath(*files_[index]));
+    bool open(std::uint32_t index, NodeData& data) {
+        const SystemError error = data.open(*files_[index]);
         if (error.failed()) fail(*files_[index], error);
         return !error.failed();
     }

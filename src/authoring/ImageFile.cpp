@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <vector>
 
 #include "authoring/Adding.h"
@@ -56,6 +57,13 @@ bool MayReplace(Task& task, const Text& path, const FileInfo& existing) {
     return false;
 }
 
+/// True when the file is an edited image of which something could not be taken over: it would be gone for good.
+bool LosesData(const ImageBuildContext& context, const FileInfo& output) {
+    return std::ranges::any_of(context.sourceImages, [&](const SourceImage& image) {
+        return image.isIncomplete && image.identity == output.identity;
+    });
+}
+
 /// An image cannot hold the file that it replaces. Only files of exactly its size can be that file.
 void LeaveOut(Task& task, ImageBuildContext& context, const FileInfo& output) {
     std::vector<CompilationNode*> found;
@@ -82,11 +90,15 @@ void LeaveOut(Task& task, ImageBuildContext& context, const FileInfo& output) {
 
 }  // namespace
 
-Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path) {
-    FileInfo existing;
-    if (!GetTargetInfo(path, existing).failed()) {
-        if (!MayReplace(task, path, existing)) return Status::Failed;
-        LeaveOut(task, context, existing);
+Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path, ExistingOutput existing) {
+    FileInfo replaced;
+    if (!GetTargetInfo(path, replaced).failed()) {
+        if (existing == ExistingOutput::Ask && !MayReplace(task, path, replaced)) return Status::Failed;
+        if (LosesData(context, replaced)) {
+            ReportFile(task, TextId::EditDamaged, {path});
+            return Status::Failed;
+        }
+        LeaveOut(task, context, replaced);
     }
     ImageFile image;
     if (const SystemError error = image.file.create(path); error.failed()) {
@@ -102,6 +114,7 @@ Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path)
         ReportBuildError(task, context);
         return Status::Failed;
     }
+    context.sourceImages.clear();
     if (const SystemError error = image.file.commit(); error.failed()) {
         ReportFile(task, TextId::CannotCreateOutput, {path, DescribeError(error)});
         return Status::Failed;

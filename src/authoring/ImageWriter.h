@@ -13,9 +13,13 @@ namespace tovlark {
 /// and sets the error flag; the image is kept.
 Status WriteImage(Task& task, ImageBuildContext& context, const SectorSink& sink);
 
-/// Writes the compilation as an image file: beside its final name, renamed when whole. An existing file is asked about
-/// first.
-Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path);
+/// What to do about a file that has the output's name already.
+enum class ExistingOutput : std::uint8_t { Ask, Replace };
+
+/// Writes the compilation as an image file: beside its final name, renamed when whole. The images that it takes data
+/// from are closed then: one of them may be the file that is replaced.
+Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path,
+                       ExistingOutput existing = ExistingOutput::Ask);
 
 /// Prints and logs what `context.error` says: what failed, on what, and the system's own reason.
 void ReportBuildError(Task& task, const ImageBuildContext& context);

@@ -75,43 +75,44 @@ void SectorStream::zeros(std::uint64_t count) {
 
 void SectorStream::padToSector() { zeros((kSectorSize - used_ % kSectorSize) % kSectorSize); }
 
-std::uint64_t SectorStream::copyBySink(const InputFile& file, std::uint64_t sizeBytes) {
+std::uint64_t SectorStream::copyBySink(const FileRange& range) {
     flush();
     std::uint64_t done = 0;
-    while (done < sizeBytes && !stopRequested()) {
-        const FileRange range{file, done, std::min(kCopyPiece, sizeBytes - done)};
+    while (done < range.sizeBytes && !stopRequested()) {
+        const FileRange piece{range.file, range.offset + done, std::min(kCopyPiece, range.sizeBytes - done)};
         bool writeFailed = false;
-        const std::uint64_t taken = sink_.acceptFile(sink_.self, nextSector_, range, writeFailed);
+        const std::uint64_t taken = sink_.acceptFile(sink_.self, nextSector_, piece, writeFailed);
         const std::uint64_t sectors = SectorsFor(taken);
         done += taken;
         nextSector_ += static_cast<std::uint32_t>(sectors);
         task_.session.addProgress(sectors * kSectorSize);
         if (writeFailed) context_.error = BuildError::WriteFailed;
-        if (taken != range.sizeBytes) break;
+        if (taken != piece.sizeBytes) break;
     }
     return done;
 }
 
-std::uint64_t SectorStream::writeFile(const InputFile& file, std::uint64_t sizeBytes, SystemError& readError) {
+std::uint64_t SectorStream::writeFile(const FileRange& range, SystemError& readError) {
     readError = {};
+    const auto& [file, offset, sizeBytes] = range;
     const std::uint64_t begin = position();
-    std::uint64_t done = 0;
-    if (sink_.acceptFile != nullptr && sizeBytes >= kCopiedBySink) {
-        done = copyBySink(file, sizeBytes);
+    const bool isCopied = sink_.acceptFile != nullptr && sizeBytes >= kCopiedBySink && used_ % kSectorSize == 0;
+    const std::uint64_t wholeBytes = isCopied ? sizeBytes - sizeBytes % kSectorSize : 0;
+    std::uint64_t done = isCopied ? copyBySink({file, offset, wholeBytes}) : 0;
+    if (done < wholeBytes && !failed()) {
         std::byte probe[1];
         std::size_t readCount = 0;
-        if (done < sizeBytes && !failed()) readError = file.readAt(done, probe, readCount);
-    } else {
-        while (done < sizeBytes) {
-            std::span<std::byte> free = room();
-            if (free.empty()) return done;
-            free = free.first(static_cast<std::size_t>(std::min<std::uint64_t>(free.size(), sizeBytes - done)));
-            std::size_t readCount = 0;
-            readError = file.readAt(done, free, readCount);
-            used_ += readCount;
-            done += readCount;
-            if (readError.failed() || readCount < free.size()) break;
-        }
+        readError = file.readAt(offset + done, probe, readCount);
+    }
+    while (done >= wholeBytes && done < sizeBytes) {
+        std::span<std::byte> free = room();
+        if (free.empty()) return done;
+        free = free.first(static_cast<std::size_t>(std::min<std::uint64_t>(free.size(), sizeBytes - done)));
+        std::size_t readCount = 0;
+        readError = file.readAt(offset + done, free, readCount);
+        used_ += readCount;
+        done += readCount;
+        if (readError.failed() || readCount < free.size()) break;
     }
     const std::uint64_t written = position() - begin;
     if (written < sizeBytes) zeros(sizeBytes - written);

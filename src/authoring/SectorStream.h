@@ -32,10 +32,10 @@ public:
     void writeSectors(std::span<const std::byte> sectors);
     void padToSector();
 
-    /// Writes `sizeBytes` from the start of a file, zeros from where it cannot be read on. Returns the bytes that came
-    /// from the file; `readError` is the system's reason for fewer, success when the file just ended. Begins at a
-    /// sector's start; ends at one when the sink copied the file itself, else at the file's last byte.
-    std::uint64_t writeFile(const InputFile& file, std::uint64_t sizeBytes, SystemError& readError);
+    /// Writes a range of a file, zeros from where it cannot be read on. Returns the bytes that came from the file;
+    /// `readError` is the system's reason for fewer, success when the file just ended. The sink copies the whole
+    /// sectors of a long range that begins at a sector's start, if it can.
+    std::uint64_t writeFile(const FileRange& range, SystemError& readError);
 
     /// Hands on what is gathered; the position must be a sector's start.
     void flush();
@@ -45,7 +45,7 @@ private:
     std::span<std::byte> room();
     bool stopRequested();
     void hand(std::span<const std::byte> sectors);
-    std::uint64_t copyBySink(const InputFile& file, std::uint64_t sizeBytes);
+    std::uint64_t copyBySink(const FileRange& range);
 
     Task& task_;
     ImageBuildContext& context_;

@@ -58,7 +58,7 @@ std::optional<VolumeEntry> FindEntry(Volume& volume, TextView path, std::optiona
     return found;
 }
 
-SystemError ReadRange(const ByteSource& source, const std::vector<DataExtent>& extents, std::uint64_t offset,
+SystemError ReadRange(const ByteSource& source, std::span<const DataExtent> extents, std::uint64_t offset,
                       std::span<std::byte> buffer, std::size_t& readCount) {
     readCount = 0;
     for (const DataExtent& extent : extents) {

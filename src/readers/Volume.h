@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "app/session/TextId.h"
@@ -80,7 +81,7 @@ std::unique_ptr<Volume> OpenVolume(const ByteSource& source, VolumeKind kind, st
 std::optional<VolumeEntry> FindEntry(Volume& volume, TextView path, std::optional<VolumeFault>& fault);
 
 /// Reads a range of a file's data from its extents; `readCount` falls short where the data or the source end.
-SystemError ReadRange(const ByteSource& source, const std::vector<DataExtent>& extents, std::uint64_t offset,
+SystemError ReadRange(const ByteSource& source, std::span<const DataExtent> extents, std::uint64_t offset,
                       std::span<std::byte> buffer, std::size_t& readCount);
 
 }  // namespace tovlark

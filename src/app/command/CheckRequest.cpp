@@ -87,6 +87,10 @@ std::vector<RequestFault> CheckRequest(const CommandRequest& request) {
             check.output();
             check.imageFormat(false);
             break;
+        case CommandKind::Edit:
+            check.image();
+            check.imageFormat(false);
+            break;
         case CommandKind::List: check.image(); break;
         case CommandKind::Extract:
             check.image();

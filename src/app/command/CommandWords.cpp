@@ -1,6 +1,8 @@
 #include "app/command/Grammars.h"
 #include "app/command/Handlers.h"
 #include "app/command/SourceImage.h"
+#include "authoring/OpenForEditing.h"
+#include "platform/Paths.h"
 
 namespace tovlark {
 
@@ -68,8 +70,13 @@ std::size_t CreateCommand(CommandContext& context, Words words) {
 
 std::size_t EditCommand(CommandContext& context, Words words) {
     if (HasCommand(context) || words.size() < 2) return 0;
-    context.request.source = words[1];
-    return RefuseWorkOnImage(context, words, TextId::CannotOpenImage, 2);
+    context.request.source = FullPath(words[1]);
+    if (!context.compilation.root->folder->children.empty()) return Refuse(context, TextId::EditComesFirst);
+    if (OpenForEditing(context.task, context.compilation, context.request.source) == Status::Ok)
+        context.request.command = CommandKind::Edit;
+    else
+        context.isDoomed = true;
+    return 2;
 }
 
 std::size_t ShowCommentCommand(CommandContext& context, Words words) {

@@ -57,13 +57,26 @@ Status RunCreateLanguageFile(CommandContext& context) {
     return Status::Ok;
 }
 
-Status RunCreate(CommandContext& context) {
-    if (!PassesChecks(context)) return Status::Failed;
+/// Writes the compilation as the image file that the request asks for.
+Status SaveCompilation(CommandContext& context, const Text& path, ExistingOutput existing) {
     const auto type = EffectiveOutputType(context.request);
     if (type == OutputType::Psa) return NotInThisBuild(context, u"create (psa)");
     if (type == OutputType::Bin) return NotInThisBuild(context, u"create (bin)");
     if (context.request.imageOptions.isAnySet()) context.task.session.printLine(TextId::ImageOptionsUnused);
-    return CreateImageFile(context.task, context.compilation, context.request.outputFile);
+    return CreateImageFile(context.task, context.compilation, path, existing);
+}
+
+Status RunCreate(CommandContext& context) {
+    if (!PassesChecks(context)) return Status::Failed;
+    return SaveCompilation(context, context.request.outputFile, ExistingOutput::Ask);
+}
+
+/// Without an output file the image is edited in place, which is what was asked for: nothing to ask about.
+Status RunEdit(CommandContext& context) {
+    if (!PassesChecks(context)) return Status::Failed;
+    const CommandRequest& request = context.request;
+    return request.outputFile.empty() ? SaveCompilation(context, request.source, ExistingOutput::Replace)
+                                      : SaveCompilation(context, request.outputFile, ExistingOutput::Ask);
 }
 
 Status RunBurnImage(CommandContext& context) {
@@ -136,7 +149,6 @@ struct RunStep {
     Status (*run)(CommandContext& context);
 };
 
-// `edit` has none: its image cannot be opened, so that the line never becomes a command.
 constexpr RunStep kRunSteps[] = {
     {CommandKind::Mount, RunNothing},
     {CommandKind::Unmount, RunNothing},
@@ -155,6 +167,7 @@ constexpr RunStep kRunSteps[] = {
     {CommandKind::Rip, RunRip},
     {CommandKind::EraseDisc, RunEraseDisc},
     {CommandKind::CreateBootableUsbDrive, RunCreateBootableUsbDrive},
+    {CommandKind::Edit, RunEdit},
 };
 
 }  // namespace

@@ -59,6 +59,7 @@ enum class TextId : std::uint16_t {
     BootDestination,
     BootPartitionStyle,
     BootPartitionType,
+    EditComesFirst,
     UsageFirst,  // the lines of the usage text, in order
     UsageLast = UsageFirst + 63,
     // Authoring: 400-599
@@ -114,6 +115,10 @@ enum class TextId : std::uint16_t {
     BuildNoFileSystem,
     BuildFileTooLargeForUdf,
     LinkNotInUdf,
+    EditOpening,
+    EditKindLeftOut,
+    EditSystemArea,
+    EditDamaged,
     // Start and front end: 600-699
     StartedWithoutConsole,
     LanguageTemplateWritten,
