@@ -25,7 +25,7 @@ struct BootCatalogEntry {
 };
 
 struct BootCatalog {
-    std::uint32_t sector = 0;        // where it stands
+    std::uint32_t sector = 0;               // where it stands
     std::vector<BootCatalogEntry> entries;  // the default entry first
 };
 
