@@ -111,7 +111,7 @@ public:
         const Texts& texts = session.texts();
         std::vector<Run> runs;
         for (std::uint32_t first = 0; first < files_.size(); first = runs.back().end) runs.push_back(gather(first));
-        session.beginStep(texts[TextId::ScanningFiles], candidates_.size() + files_.size());
+        session.beginStep(texts[TextId::ScanningFiles], candidates_.size() + files_.size(), ProgressUnit::Files);
         takeFingerprints();
         std::size_t doneCount = 0;
         for (const Run& run : runs) {

@@ -141,7 +141,7 @@ void ReportBuildError(Task& task, const ImageBuildContext& context) {
     }
     for (const Text& text : {line, details}) {
         if (text.empty()) continue;
-        task.session.printLine(text);
+        task.session.printError(text);
         task.log.append(text);
     }
     if (context.error == BuildError::Cancelled)

@@ -22,14 +22,14 @@ std::size_t TakeImageAndPath(CommandContext& context, Words words, CommandKind k
 std::size_t RefuseWorkOnImage(CommandContext& context, Words words, TextId cannotOpen, std::size_t taken) {
     context.isDoomed = true;
     if (CanOpenImage(context.task, words[1], cannotOpen))
-        context.task.session.printLine(TextId::NotInThisBuild, {words[0]});
+        context.task.session.printError(TextId::NotInThisBuild, {words[0]});
     return taken;
 }
 
 }  // namespace
 
 std::size_t Refuse(CommandContext& context, TextId reason, std::initializer_list<FormatArgument> arguments) {
-    context.task.session.printLine(reason, arguments);
+    context.task.session.printError(reason, arguments);
     return 0;
 }
 

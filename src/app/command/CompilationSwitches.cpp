@@ -56,7 +56,7 @@ std::size_t AddSwitch(CommandContext& context, Words words) {
     if (folder == nullptr) return 0;
     session.printAndMark(session.texts().format(TextId::Adding, {localPath}));
     if (AddFromDisk(task, context.compilation, localPath, *folder) == AddResult::NotFound) {
-        session.printLine(TextId::CannotFindLocal, {localPath});
+        session.printError(TextId::CannotFindLocal, {localPath});
         context.endStatus = Status::Failed;
         return 0;
     }

@@ -11,7 +11,7 @@ namespace {
 constexpr TextView kCurrentFolderWord = u"-wd", kEventWord = u"-evt";
 
 Status Fail(CommandContext& context, TextId text, const Text& word) {
-    context.task.session.printLine(text, {word});
+    context.task.session.printError(text, {word});
     return Status::Failed;
 }
 
@@ -30,7 +30,7 @@ std::size_t FirstCommandWord(const std::vector<Text>& words) {
 Status ParseCommandLine(CommandContext& context) {
     Words words(context.words);
     if (words.size() < 2) {
-        context.task.session.printLine(TextId::NoParameters);
+        context.task.session.printError(TextId::NoParameters);
         return Status::Failed;
     }
     if (words.size() > 2 && words[words.size() - 2] == kCurrentFolderWord) {

@@ -17,7 +17,7 @@ namespace {
 constexpr TextView kDrivesKey = u"Drives";
 
 Status Fail(CommandContext& context, TextId text, std::initializer_list<FormatArgument> arguments = {}) {
-    context.task.session.printLine(text, arguments);
+    context.task.session.printError(text, arguments);
     return Status::Failed;
 }
 
@@ -26,7 +26,7 @@ Status NotInThisBuild(CommandContext& context, TextView what) { return Fail(cont
 /// Reports the first fault only: a person mends one at a time.
 bool PassesChecks(CommandContext& context) {
     const std::vector<RequestFault> faults = CheckRequest(context.request);
-    if (!faults.empty()) context.task.session.printLine(faults[0].text, {faults[0].argument});
+    if (!faults.empty()) context.task.session.printError(faults[0].text, {faults[0].argument});
     return faults.empty();
 }
 
@@ -34,7 +34,7 @@ bool PassesChecks(CommandContext& context) {
 bool FindDrive(CommandContext& context, const Text& word) {
     const char16_t letter = *ParseDrive(word);
     if (!context.task.settings.getStringIn(TextView(&letter, 1), {}, kDrivesKey).empty()) return true;
-    context.task.session.printLine(TextId::NoSuchDrive, {TextView(&letter, 1)});
+    context.task.session.printError(TextId::NoSuchDrive, {TextView(&letter, 1)});
     return false;
 }
 
@@ -85,7 +85,7 @@ Status RunBurnImage(CommandContext& context) {
         return Status::Failed;
     if (IsPackedArchive(request.source)) {
         ConsoleSession& session = context.task.session;
-        session.printLine(FormatText(u"%s\r\n\r\n%s", {request.source, session.texts()[TextId::UnpackBeforeBurning]}));
+        session.printError(FormatText(u"%s\r\n\r\n%s", {request.source, session.texts()[TextId::UnpackBeforeBurning]}));
         return Status::Failed;
     }
     return FindDrive(context, request.target) ? NotInThisBuild(context, u"burn-image") : Status::Failed;

@@ -21,7 +21,7 @@ constexpr std::size_t kLongestMark = 8;
 bool CanOpenImage(Task& task, const Text& path, TextId cannotOpen) {
     InputFile file;
     const SystemError error = file.open(path);
-    if (error.failed()) task.session.printLine(cannotOpen, {path, DescribeError(error)});
+    if (error.failed()) task.session.printError(cannotOpen, {path, DescribeError(error)});
     return !error.failed();
 }
 

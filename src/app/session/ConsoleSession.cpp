@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <vector>
 
 namespace tovlark {
 
@@ -29,12 +30,13 @@ constexpr AnswerWords kAnswers[] = {
 
 struct OverwriteWords {
     OverwriteAnswer answer;
-    TextView word, letter;
+    TextView word, letter, told;
 };
+// In the order of their numbers.
 constexpr OverwriteWords kOverwriteAnswers[] = {
-    {OverwriteAnswer::Yes, u"Yes", u"y"},       {OverwriteAnswer::No, u"No", u"n"},
-    {OverwriteAnswer::YesToAll, u"YesAll", {}}, {OverwriteAnswer::NoToAll, u"NoAll", {}},
-    {OverwriteAnswer::Cancel, u"Cancel", u"c"},
+    {OverwriteAnswer::Yes, u"Yes", u"y", u"yes"},          {OverwriteAnswer::No, u"No", u"n", u"no"},
+    {OverwriteAnswer::YesToAll, u"YesAll", {}, u"yesall"}, {OverwriteAnswer::NoToAll, u"NoAll", {}, u"noall"},
+    {OverwriteAnswer::Cancel, u"Cancel", u"c", u"cancel"},
 };
 constexpr TextView kOverwriteChoices = u"(Yes/No/YesAll/NoAll/Cancel):";
 
@@ -79,8 +81,9 @@ bool EndsLine(TextView text) { return !text.empty() && text.back() == u'\n'; }
 
 }  // namespace
 
-ConsoleSession::ConsoleSession(const ConsoleStreams& streams, const Texts& texts, const Clock& clock, Flags& flags)
-    : streams_(streams), texts_(texts), clock_(clock), flags_(flags) {}
+ConsoleSession::ConsoleSession(const ConsoleStreams& streams, const Texts& texts, const Clock& clock, Flags& flags,
+                               EventWriter* events)
+    : streams_(streams), texts_(texts), clock_(clock), flags_(flags), events_(events) {}
 
 ConsoleSession::~ConsoleSession() { flush(); }
 
@@ -106,52 +109,65 @@ void ConsoleSession::printLine(TextId id, std::initializer_list<FormatArgument> 
     printLine(texts_.format(id, arguments));
 }
 
-void ConsoleSession::printLine(TextView text) {
+void ConsoleSession::printLine(TextView text) { showLine(text, MessageLevel::Note); }
+
+void ConsoleSession::printError(TextId id, std::initializer_list<FormatArgument> arguments) {
+    printError(texts_.format(id, arguments));
+}
+
+void ConsoleSession::printError(TextView text) { showLine(text, MessageLevel::Error); }
+
+void ConsoleSession::showLine(TextView text, MessageLevel level) {
     Text line(text);
     if (!EndsLine(line)) line += u"\r\n";
     print(line);
+    if (events_ != nullptr) events_->message(text, level);
 }
 
 void ConsoleSession::beginStep(TextView text) { beginStep(text, 0); }
 
-void ConsoleSession::beginStep(TextView text, std::uint64_t total) {
-    stepTotal_ = total;
-    stepDone_ = 0;
+void ConsoleSession::beginStep(TextView text, std::uint64_t total, ProgressUnit unit) {
+    progress_.begin(text, total, unit, now());
     lastPercent_ = 0;
     print(FormatText(u"%s ... %5d%%", {text, 0}));
+    if (events_ != nullptr) events_->step(progress_);
 }
 
 void ConsoleSession::addProgress(std::uint64_t amount) {
-    const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - stepDone_;
-    stepDone_ += std::min(amount, room);
-    setProgress(stepDone_, stepTotal_);
+    const std::uint64_t room = std::numeric_limits<std::uint64_t>::max() - progress_.done;
+    setProgress(progress_.done + std::min(amount, room), progress_.total);
 }
 
 void ConsoleSession::setProgress(std::uint64_t position, std::uint64_t total) {
+    if (progress_.advance(position, total, now()) && events_ != nullptr) events_->progress(progress_);
     if (total == 0) return;
     const std::int32_t percent = Percent(position, total);
     if (percent != lastPercent_) showPercent(percent);
 }
 
-void ConsoleSession::finishStep() { showPercent(100); }
+void ConsoleSession::finishStep() {
+    showPercent(100);
+    progress_.finish(now());
+    if (events_ != nullptr) events_->progress(progress_);
+}
 
 void ConsoleSession::showPercent(std::int32_t percent) {
     lastPercent_ = percent;
     print(FormatText(u"%s%5d%%", {kRubOut, percent}));
 }
 
-void ConsoleSession::printDone() { printLine(TextId::StepDone); }
+void ConsoleSession::printDone() { print(Text(texts_[TextId::StepDone]) + u"\r\n"); }
 
 void ConsoleSession::tick() {
-    const std::uint64_t now = clock_.milliseconds(clock_.self);
-    if (now - lastOutput_ <= kTickMilliseconds) return;
-    lastOutput_ = now;
+    const std::uint64_t time = now();
+    if (time - lastOutput_ <= kTickMilliseconds) return;
+    lastOutput_ = time;
     print(u".");
 }
 
 void ConsoleSession::printAndMark(TextView text) {
     print(text);
-    lastOutput_ = clock_.milliseconds(clock_.self);
+    lastOutput_ = now();
 }
 
 Answer ConsoleSession::prompt(const PromptRow& row, std::initializer_list<FormatArgument> arguments) {
@@ -160,7 +176,24 @@ Answer ConsoleSession::prompt(const PromptRow& row, std::initializer_list<Format
 
 Answer ConsoleSession::prompt(TextView text, std::uint8_t offered) { return ask(text, offered, SafeAnswer(offered)); }
 
+void ConsoleSession::tellPrompt(TextView caption, TextView text, std::span<const TextView> answers,
+                                std::optional<TextView> answer) {
+    if (events_ != nullptr) events_->prompt(caption, text, answers, answer);
+}
+
 Answer ConsoleSession::ask(TextView text, std::uint8_t offered, Answer safe) {
+    if (flags_.cancel) return safe;
+    std::vector<TextView> words;
+    for (const AnswerWords& row : kAnswers)
+        if (Offers(offered, row.answer)) words.push_back(row.word);
+    tellPrompt({}, text, words);
+    const Answer answer = askUntilAnswered(text, offered, safe);
+    const auto given = std::ranges::find(kAnswers, answer, &AnswerWords::answer);
+    tellPrompt({}, text, words, given->word);
+    return answer;
+}
+
+Answer ConsoleSession::askUntilAnswered(TextView text, std::uint8_t offered, Answer safe) {
     const Text question = Question(text, offered);
     for (;;) {
         if (flags_.cancel) return safe;
@@ -194,6 +227,18 @@ bool ConsoleSession::repeatsTooOften(TextView question) {
 
 OverwriteAnswer ConsoleSession::promptOverwrite(TextView caption, TextView text) {
     if (const auto given = answersToAll_.find(caption); given != answersToAll_.end()) return given->second;
+    if (flags_.cancel) return OverwriteAnswer::Cancel;
+    std::vector<TextView> words;
+    for (const OverwriteWords& row : kOverwriteAnswers) words.push_back(row.told);
+    tellPrompt(caption, text, words);
+    const OverwriteAnswer answer = askToOverwrite(caption, text);
+    tellPrompt(caption, text, words, words[static_cast<std::size_t>(answer)]);
+    if (answer == OverwriteAnswer::YesToAll) answersToAll_.emplace(caption, OverwriteAnswer::Yes);
+    if (answer == OverwriteAnswer::NoToAll) answersToAll_.emplace(caption, OverwriteAnswer::No);
+    return answer;
+}
+
+OverwriteAnswer ConsoleSession::askToOverwrite(TextView caption, TextView text) {
     for (;;) {
         if (flags_.cancel) return OverwriteAnswer::Cancel;
         print(FormatText(u"%s: %s%s", {caption, text, kOverwriteChoices}));
@@ -201,8 +246,6 @@ OverwriteAnswer ConsoleSession::promptOverwrite(TextView caption, TextView text)
         for (const OverwriteWords& row : kOverwriteAnswers) {
             if (!Matches(line, row.word, row.letter)) continue;
             print(u"\r\n");
-            if (row.answer == OverwriteAnswer::YesToAll) answersToAll_.emplace(caption, OverwriteAnswer::Yes);
-            if (row.answer == OverwriteAnswer::NoToAll) answersToAll_.emplace(caption, OverwriteAnswer::No);
             if (row.answer == OverwriteAnswer::Cancel) flags_.cancel = true;
             return row.answer;
         }

@@ -3,9 +3,13 @@
 #include <cstdint>
 #include <initializer_list>
 #include <map>
+#include <optional>
+#include <span>
 #include <string>
 
+#include "app/session/EventWriter.h"
 #include "app/session/Flags.h"
+#include "app/session/Progress.h"
 #include "app/session/Texts.h"
 #include "base/Clock.h"
 #include "platform/ConsoleStreams.h"
@@ -32,9 +36,12 @@ enum class OverwriteAnswer : std::uint8_t { Yes = 0, No = 1, YesToAll = 2, NoToA
 /// Lines end in CR LF and go out as UTF-8. When standard input ends under a prompt the session says so, raises the
 /// cancel flag and gives the safe answer (of a plain text: Cancel if offered, else No, else Ok). Output whose reader is
 /// gone raises the cancel flag and is dropped from then on. Once the cancel flag is up nothing more is asked.
+/// Steps, progress, questions and whole lines are told to the event writer too, if there is one; it outlives the
+/// session.
 class ConsoleSession {
 public:
-    ConsoleSession(const ConsoleStreams& streams, const Texts& texts, const Clock& clock, Flags& flags);
+    ConsoleSession(const ConsoleStreams& streams, const Texts& texts, const Clock& clock, Flags& flags,
+                   EventWriter* events = nullptr);
     ConsoleSession(const ConsoleSession&) = delete;
     ~ConsoleSession();
 
@@ -45,14 +52,19 @@ public:
     /// Prints a numbered text; CR LF is added unless the text ends in one.
     void printLine(TextId id, std::initializer_list<FormatArgument> arguments = {});
     void printLine(TextView text);
+    /// Prints like `printLine` a line that tells of a failure. It does not raise the error flag: `ReportError` does.
+    void printError(TextId id, std::initializer_list<FormatArgument> arguments = {});
+    void printError(TextView text);
 
     /// Progress of one step: title, " ... " and a percentage that is rewritten in place (flushed when it changes).
     void beginStep(TextView text);
-    void beginStep(TextView text, std::uint64_t total);
+    void beginStep(TextView text, std::uint64_t total, ProgressUnit unit = ProgressUnit::Bytes);
     void addProgress(std::uint64_t amount);
     void setProgress(std::uint64_t position, std::uint64_t total);
     void finishStep();
     void printDone();
+    /// How far the current step is, or the last one was.
+    const Progress& progress() const { return progress_; }
 
     /// Prints "." when the last output is more than a second old.
     void tick();
@@ -77,8 +89,14 @@ public:
 
 private:
     void flush();
+    void showLine(TextView text, MessageLevel level);
+    std::uint64_t now() const { return clock_.milliseconds(clock_.self); }
     void showPercent(std::int32_t percent);
     Answer ask(TextView text, std::uint8_t offered, Answer safe);
+    Answer askUntilAnswered(TextView text, std::uint8_t offered, Answer safe);
+    OverwriteAnswer askToOverwrite(TextView caption, TextView text);
+    void tellPrompt(TextView caption, TextView text, std::span<const TextView> answers,
+                    std::optional<TextView> answer = {});
     bool repeatsTooOften(TextView question);
     void endOfInput();
 
@@ -86,9 +104,10 @@ private:
     const Texts& texts_;
     const Clock& clock_;
     Flags& flags_;
+    EventWriter* events_;  // may be null
     std::string pending_;
     std::int32_t lastPercent_ = -1;
-    std::uint64_t stepTotal_ = 0, stepDone_ = 0;
+    Progress progress_;
     std::uint64_t lastOutput_ = 0;
     std::map<Text, std::uint32_t, std::less<>> timesAsked_;      // under `assumeYes`
     std::map<Text, OverwriteAnswer, std::less<>> answersToAll_;  // by caption

@@ -6,6 +6,7 @@
 namespace tovlark {
 
 void MessageLog::append(Text text) {
+    if (events_ != nullptr) events_->message(text, MessageLevel::Log);
     const UnixSeconds time = clock_.now(clock_.self);
     const std::scoped_lock guard(lock_);
     if (lines_.size() == kMaximumLines) lines_.pop_front();

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "app/session/EventWriter.h"
 #include "base/Clock.h"
 #include "base/Text.h"
 
@@ -22,7 +23,8 @@ public:
         Text text;
     };
 
-    explicit MessageLog(const Clock& clock) : clock_(clock) {}
+    /// Every line is told to the event writer too, if there is one.
+    explicit MessageLog(const Clock& clock, EventWriter* events = nullptr) : clock_(clock), events_(events) {}
     MessageLog(const MessageLog&) = delete;
 
     void append(Text text);
@@ -32,6 +34,7 @@ public:
 
 private:
     const Clock& clock_;
+    EventWriter* events_;  // may be null
     mutable std::mutex lock_;
     std::deque<Line> lines_;
 };

@@ -3,7 +3,7 @@
 namespace tovlark {
 
 void ReportError(Task& task, const Text& line) {
-    task.session.printLine(line);
+    task.session.printError(line);
     task.log.append(line);
     task.flags.error = true;
 }

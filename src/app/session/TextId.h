@@ -14,6 +14,7 @@ enum class TextId : std::uint16_t {
     InputEnded,
     CannotAnswerYes,
     ConfirmReset,
+    EventsNotWritten,
     // Commands: 100-399
     NoParameters,
     UnrecognizedParameter,

@@ -22,6 +22,7 @@ constexpr TextRow kTexts[] = {
     {TextId::InputEnded, 18, u"The input ended before the question was answered."},
     {TextId::CannotAnswerYes, 19, u"This question cannot be answered with \"Yes\" (-y): %s"},
     {TextId::ConfirmReset, 20, u"Are you sure you want to reset the application to the default configuration?"},
+    {TextId::EventsNotWritten, 21, u"Events cannot be written to %s (TOVLARK_EVENTS): %s"},
     // Commands
     {TextId::NoParameters, 100, u"No parameters."},
     {TextId::UnrecognizedParameter, 101, u"Unrecognized parameter: %s"},

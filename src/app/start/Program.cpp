@@ -4,6 +4,7 @@
 #include "app/session/Settings.h"
 #include "app/start/Start.h"
 #include "base/Status.h"
+#include "platform/EventStream.h"
 #include "platform/Main.h"
 #include "platform/Process.h"
 #include "platform/SystemClock.h"
@@ -32,17 +33,26 @@ int RunTask(Task& task, const std::vector<Text>& words) {
     return kExitFailed;
 }
 
-int Run(const std::vector<Text>& words) {
-    const Clock clock = SystemClock();
+/// Where events go, and why they do not.
+struct EventOutput {
+    EventTarget target;
+    Text name = EventTargetName();
+    SystemError error = name.empty() ? SystemError{} : target.open(name);
+};
+
+int Run(const std::vector<Text>& words, const Clock& clock, EventWriter& events, const EventOutput& output) {
     if (const std::uint32_t delay = StartDelay(words)) clock.sleep(clock.self, delay);
     static Flags flags;  // signals reach it until the process is gone
     WatchForCancel(flags.cancel);
     SettingsStore settings(OpenSettings());
     const Texts texts(LoadLanguage(settings.getInt(kLanguage)));
-    MessageLog log(clock);
-    ConsoleSession session(StandardStreams(), texts, clock, flags);
+    MessageLog log(clock, &events);
+    ConsoleSession session(StandardStreams(), texts, clock, flags, &events);
     Task task{session, settings, log, clock, flags};
 
+    // The console is not the place: scripts parse it.
+    if (output.error.failed())
+        log.append(texts.format(TextId::EventsNotWritten, {output.name, DescribeError(output.error)}));
     const int status = RunTask(task, words);
     KeepMessageLog(task);
     return status;
@@ -51,12 +61,19 @@ int Run(const std::vector<Text>& words) {
 }  // namespace
 
 int ProgramMain(const std::vector<Text>& words) {
+    const EventOutput output;  // before anything else opens a descriptor
+    const Clock clock = SystemClock();
+    EventWriter events(output.target.stream(), clock);
+    int status = kExitFailed;
     try {
-        return Run(words);
+        status = Run(words, clock, events, output);
     } catch (const std::bad_alloc&) {
-        WriteErrorLine(Texts()[TextId::OutOfMemory]);
-        return kExitFailed;
+        const Texts texts;
+        WriteErrorLine(texts[TextId::OutOfMemory]);
+        events.message(texts[TextId::OutOfMemory], MessageLevel::Error);
     }
+    events.result(status);
+    return status;
 }
 
 }  // namespace tovlark

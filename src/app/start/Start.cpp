@@ -23,7 +23,7 @@ void PrintBanner(ConsoleSession& session) {
 void SignalEnd(Task& task, const ConsoleSeams& seams, Text& eventName) {
     if (eventName.empty()) return;
     const SystemError error = seams.signalEvent(eventName);
-    if (error.failed()) task.session.printLine(TextId::CannotSignalEvent, {eventName, DescribeError(error)});
+    if (error.failed()) task.session.printError(TextId::CannotSignalEvent, {eventName, DescribeError(error)});
     eventName.clear();
 }
 

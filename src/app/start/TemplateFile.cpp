@@ -53,7 +53,7 @@ Status WriteLanguageTemplate(Task& task, const Text& path) {
         task.session.printLine(TextId::RestartsElevated);
         return Status::Ok;
     }
-    task.session.printLine(TextId::CannotWriteLanguageTemplate, {target, DescribeError(error)});
+    task.session.printError(TextId::CannotWriteLanguageTemplate, {target, DescribeError(error)});
     return Status::Failed;
 }
 
