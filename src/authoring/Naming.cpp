@@ -288,7 +288,7 @@ private:
     }
 
     void giveUdfName(const CompilationNode& folder, CompilationNode& node) {
-        if (node.kind == NodeKind::SymbolicLink && !IsUdfLinkTarget(node.linkTarget)) {
+        if (node.kind == NodeKind::SymbolicLink && UdfPathOf(node.linkTarget).empty()) {
             ReportError(task_, task_.session.texts().format(TextId::LinkNotInUdf, {PathInImage(node)}));
             context_.udfNames[&node] = {};
             return;

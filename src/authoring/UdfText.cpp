@@ -54,25 +54,16 @@ std::vector<std::byte> UdfPathOf(TextView target) {
         while (end < target.size() && !IsPathSeparator(target[end])) ++end;
         const TextView part = target.substr(begin, end - begin);
         begin = end + 1;
-        if (part.empty()) continue;
+        if (part.size() > UdfText::unitLimit(part)) return {};
         if (part == u".")
             add(UdfPathComponent::kHere, {});
         else if (part == u"..")
             add(UdfPathComponent::kParent, {});
-        else
+        else if (!part.empty())
             add(UdfPathComponent::kName, UdfText(part).bytes());
     }
+    if (path.size() > kUdfEmbeddedBytes) path.clear();
     return path;
-}
-
-bool IsUdfLinkTarget(TextView target) {
-    for (std::size_t begin = 0; begin < target.size();) {
-        const std::size_t end = std::min(target.find(u'/', begin), target.size());
-        const TextView part = target.substr(begin, end - begin);
-        if (part.size() > UdfText::unitLimit(part)) return false;
-        begin = end + 1;
-    }
-    return UdfPathOf(target).size() <= kUdfEmbeddedBytes;
 }
 
 }  // namespace tovlark

@@ -39,10 +39,8 @@ void FillUdfField(std::span<std::uint8_t> field, TextView text);
 /// Bytes that a file entry, which is a sector, has for allocation descriptors or for the content itself.
 constexpr std::size_t kUdfEmbeddedBytes = kSectorSize - sizeof(UdfFileEntry);
 
-/// The path components of a symbolic link's target (4/14.16.1). Names that are too long for one are cut.
+/// The path components of a symbolic link's target (4/14.16.1); empty when a name is too long for a component or all of
+/// them for a file entry.
 std::vector<std::byte> UdfPathOf(TextView target);
-
-/// True when the whole target fits a file entry and each of its names a component.
-bool IsUdfLinkTarget(TextView target);
 
 }  // namespace tovlark
