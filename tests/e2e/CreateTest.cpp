@@ -111,6 +111,25 @@ TEST_F(Create, OthersReadBackWhatWasAdded) {
     EXPECT_LT(std::filesystem::file_size(image()), 9u << 20);
 }
 
+TEST_F(Create, UdfStandsBesideIsoAndHoldsTheSameFiles) {
+    fillTree();
+    ASSERT_EQ(create({"-o", image(), "-add", tree() + "/.", "/", "-label", "Bridge", "-udf", "on"}).status, 0);
+    const std::filesystem::path udf = extracted("udf"), rockRidge = extracted("rock ridge");
+    RunForeign({"7z", "x", "-tudf", "-o" + udf.string(), image()});
+    RunForeign({"diff", "-r", tree(), udf});
+    RunForeign({"bsdtar", "-xpf", image(), "-C", rockRidge});
+    RunForeign({"diff", "-r", tree(), rockRidge});
+    EXPECT_THAT(RunForeign({"isovfy", image()}), HasSubstr("No errors found"));
+    const std::string last = std::to_string(std::filesystem::file_size(image()) / 2048 - 1);
+    const std::string information = RunForeign({"udfinfo", image()});
+    for (const std::string& line :
+         {std::string("lvid=Bridge\n"), std::string("numfiles=313\nnumdirs=26\nudfrev=1.02\n"),
+          std::string("start=32, blocks=16, type=MVDS\nstart=48, blocks=16, type=RVDS\n"),
+          "start=" + last + ", blocks=1, type=ANCHOR"})
+        EXPECT_THAT(information, HasSubstr(line));
+    EXPECT_LT(std::filesystem::file_size(image()), 10u << 20);
+}
+
 TEST_F(Create, FileSystemSwitchesChooseTheTrees) {
     tree_.write("folder/a long name, not cut.html", "1");
     ASSERT_EQ(create({"-y", "-o", image(), "-joliet", "0", "-iso-name-len", "30", "-add", tree() + "/.", "/"}).status,
