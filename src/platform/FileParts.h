@@ -12,6 +12,9 @@ namespace tovlark {
 /// or not.
 SystemError FollowLinks(Text& path);
 
+/// Changes what this system alone cannot have in a name: no separators and control characters are left in it.
+void MendLocalName(Text& name);
+
 /// ".<finalName>.<process>-<number>.part", the name cut so that the whole is a name that file systems accept.
 Text TemporaryName(TextView finalName, std::uint32_t processId, std::uint32_t number);
 

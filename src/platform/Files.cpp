@@ -26,16 +26,7 @@ SystemError FollowLinks(Text& path) {
 Text TemporaryName(TextView finalName, std::uint32_t processId, std::uint32_t number) {
     constexpr std::size_t kLongestName = 255;  // bytes, as even a Windows share may count
     const Text end = FormatText(u".%u-%u.part", {processId, number});
-    const std::size_t room = kLongestName - 1 - end.size();
-    std::size_t length = 0, used = 0;
-    while (length < finalName.size()) {
-        std::size_t next = length;
-        NextCodePoint(finalName, next);
-        used += ToUtf8(finalName.substr(length, next - length)).size();
-        if (used > room) break;
-        length = next;
-    }
-    return Text(u".").append(finalName.substr(0, length)).append(end);
+    return Text(u".").append(CutName(finalName, kLongestName - 1 - end.size())).append(end);
 }
 
 SystemError CopyThroughMemory(const InputFile& source, std::uint64_t offset, std::uint64_t sizeBytes, NewFile& file,

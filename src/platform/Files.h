@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -65,9 +66,21 @@ public:
 
     /// A folder that may be searched but not listed opens too.
     SystemError open(const Text& path);
+    /// Opens a folder of a folder. A symbolic link of that name is an error, never followed.
+    SystemError open(const OpenFolder& above, TextView name);
+
+    // What is done to one item of the folder; links are never followed.
+    SystemError examine(TextView name, FileInfo& info) const;
+    /// Makes a folder with these permission bits less those that new folders do not get here; until `finishFolder` its
+    /// owner may do everything in it.
+    SystemError createFolder(TextView name, std::uint32_t mode) const;
+    SystemError finishFolder(TextView name, std::uint32_t mode, std::optional<UnixSeconds> modified) const;
+    /// Makes a symbolic link, which replaces a file or link of that name. `target` is "/" separated.
+    SystemError createLink(TextView name, TextView target, std::optional<UnixSeconds> modified) const;
 
 private:
     friend class InputFile;
+    friend class NewFile;
     struct State;
     std::unique_ptr<State> state_;
 };
@@ -113,6 +126,9 @@ public:
     /// Fails when the folder cannot be written to or the final name is a folder. An existing file under the
     /// final name stays until `commit`; when that name is a symbolic link, the link's target is replaced.
     SystemError create(const Text& path);
+    /// The same in an open folder for a file that `put` finishes: `mode` gives its permission bits, of which it gets
+    /// those that new files get here. A symbolic link under the final name is replaced itself.
+    SystemError create(const OpenFolder& folder, TextView name, std::uint32_t mode);
     SystemError write(std::span<const std::byte> bytes);
     /// Copies a range of an open file to the end of this one, by the kernel where it can. `copiedCount` tells how
     /// far it came; it is short without an error when the source ends early.
@@ -121,6 +137,9 @@ public:
     /// Flushes to the disk, gives the file the permissions a new file gets (an existing file's are kept) and
     /// puts it under its final name.
     SystemError commit();
+    /// Dates the file and puts it under its final name without waiting for the disk: for one of many, which are made
+    /// anew when the machine fails.
+    SystemError put(std::optional<UnixSeconds> modified);
     /// Identity of the file being written, so that a walk can leave it out. Zero before `create`.
     FileIdentity identity() const;
 

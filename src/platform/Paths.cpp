@@ -1,5 +1,9 @@
 #include "platform/Paths.h"
 
+#include <algorithm>
+
+#include "platform/FileParts.h"
+
 namespace tovlark {
 
 namespace {
@@ -33,6 +37,30 @@ TextView FolderOf(TextView path) {
     path = WithoutTrailingSeparators(path);
     path.remove_suffix(FileName(path).size());
     return WithoutTrailingSeparators(path);
+}
+
+Text LocalName(TextView recorded) {
+    constexpr std::size_t kLongestName = 255;  // bytes, as even a Windows share may count
+    Text name(recorded);
+    std::ranges::replace_if(
+        name, [](char16_t unit) { return unit < 0x20 || unit == 0x7F || IsPathSeparator(unit); }, u'_');
+    name = CutName(name, kLongestName);
+    if (name.empty()) name = u"_";
+    if (name == u"." || name == u"..") name.assign(name.size(), u'_');
+    MendLocalName(name);
+    return name;
+}
+
+TextView CutName(TextView name, std::size_t maximumBytes) {
+    std::size_t length = 0, used = 0;
+    while (length < name.size()) {
+        std::size_t next = length;
+        NextCodePoint(name, next);
+        used += ToUtf8(name.substr(length, next - length)).size();
+        if (used > maximumBytes) break;
+        length = next;
+    }
+    return name.substr(0, length);
 }
 
 bool IsRootPath(TextView path) { return IsAbsolutePath(path) && RootLength(path) == path.size(); }

@@ -29,6 +29,15 @@ Text FullPath(TextView path);
 TextView FileName(TextView path);
 TextView FolderOf(TextView path);
 
+/// The name that a file recorded elsewhere as `recorded` gets here, harmless whatever was recorded: never empty, "." or
+/// "..", without separators and control characters, no longer than file systems accept, and not one of those that
+/// Windows gives a meaning of its own.
+Text LocalName(TextView recorded);
+/// As much of the beginning of a name as fits so many bytes of UTF-8.
+TextView CutName(TextView name, std::size_t maximumBytes);
+/// Equal for two names that mean the same file of a folder here.
+Text LocalNameKey(TextView name);
+
 /// True when the path is the root of a file system ("/", "C:\", "\\server\share\").
 bool IsRootPath(TextView path);
 

@@ -8,6 +8,7 @@
 #include "app/command/Usage.h"
 #include "authoring/ImageWriter.h"
 #include "platform/Process.h"
+#include "readers/ExtractImage.h"
 #include "readers/ListImage.h"
 
 namespace tovlark {
@@ -117,7 +118,13 @@ Status RunList(CommandContext& context) {
     return ListImage(context.task, {request.source, request.innerPath, request.has(Switch::Recursive)});
 }
 
-Status RunExtract(CommandContext& context) { return RunOnSource(context, u"extract"); }
+Status RunExtract(CommandContext& context) {
+    const CommandRequest& request = context.request;
+    if (ParseDrive(request.source)) return RunOnSource(context, u"extract");
+    if (!PassesChecks(context)) return Status::Failed;
+    return ExtractImage(context.task, {request.source, request.innerPath, request.outputFolder});
+}
+
 Status RunRip(CommandContext& context) { return RunOnSource(context, u"rip"); }
 
 TextView NameOf(PartitionType type) {

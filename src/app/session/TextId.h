@@ -184,6 +184,12 @@ enum class TextId : std::uint16_t {
     FilesAndFolders,
     Bytes,
     FolderNotFound,
+    ObjectNotFound,
+    Extracting,
+    ExtractedAs,
+    FolderTooDeep,
+    DataUnreadable,
+    DataEndsEarly,
     // Image files: 780-819
     CueFaultInLine,
     CueUnreadable,

@@ -10,6 +10,7 @@
 
 #include "platform/FileParts.h"
 #include "platform/posix/Descriptor.h"
+#include "platform/posix/FolderState.h"
 #include "platform/posix/Native.h"
 
 namespace tovlark {
@@ -43,6 +44,8 @@ struct CloseFolder {
 
 // Opening a FIFO never waits, and a terminal never becomes ours.
 constexpr int kReadFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+
+constexpr mode_t kPermissions = 0777;
 
 int FdOf(std::intptr_t handle) { return static_cast<int>(handle); }
 
@@ -121,10 +124,6 @@ SystemError SetCurrentFolder(const Text& path) {
     return ::chdir(NativePath(path).c_str()) == 0 ? SystemError{} : LastError();
 }
 
-struct OpenFolder::State {
-    Descriptor folder;
-};
-
 OpenFolder::OpenFolder() = default;
 OpenFolder::~OpenFolder() = default;
 OpenFolder::OpenFolder(OpenFolder&&) noexcept = default;
@@ -136,6 +135,58 @@ SystemError OpenFolder::open(const Text& path) {
     if (!folder) return LastError();
     state_ = std::make_unique<State>(State{std::move(folder)});
     return {};
+}
+
+SystemError OpenFolder::open(const OpenFolder& above, TextView name) {
+    // Not straight into `state_`: it may be a folder that opens its own subfolder.
+    Descriptor folder(
+        ::openat(above.state_->folder.get(), NativePath(name).c_str(), O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!folder) return LastError();
+    state_ = std::make_unique<State>(State{std::move(folder)});
+    return {};
+}
+
+SystemError OpenFolder::examine(TextView name, FileInfo& info) const {
+    return Examine(state_->folder.get(), NativePath(name).c_str(), AT_SYMLINK_NOFOLLOW, info);
+}
+
+SystemError OpenFolder::createFolder(TextView name, std::uint32_t mode) const {
+    const mode_t usable = (mode & kPermissions) | S_IRWXU;
+    return ::mkdirat(state_->folder.get(), NativePath(name).c_str(), usable) == 0 ? SystemError{} : LastError();
+}
+
+SystemError OpenFolder::finishFolder(TextView name, std::uint32_t mode, std::optional<UnixSeconds> modified) const {
+    const Descriptor folder(
+        ::openat(state_->folder.get(), NativePath(name).c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    struct stat facts {};
+    if (!folder || ::fstat(folder.get(), &facts) != 0) return LastError();
+    if (modified) {
+        const timespec times[2] = {{0, UTIME_OMIT}, {*modified, 0}};
+        if (::futimens(folder.get(), times) != 0) return LastError();
+    }
+    const mode_t lent = S_IRWXU & ~mode;
+    if ((facts.st_mode & lent) == 0) return {};
+    return ::fchmod(folder.get(), facts.st_mode & 07777 & ~lent) == 0 ? SystemError{} : LastError();
+}
+
+SystemError OpenFolder::createLink(TextView name, TextView target, std::optional<UnixSeconds> modified) const {
+    const int folder = state_->folder.get();
+    const std::string finalName = NativePath(name), text = NativePath(target);
+    std::string made = finalName;
+    bool isMade = ::symlinkat(text.c_str(), folder, made.c_str()) == 0;
+    for (std::uint32_t number = 0; !isMade && errno == EEXIST; ++number) {
+        made = ToUtf8(TemporaryName(name, static_cast<std::uint32_t>(::getpid()), number));
+        isMade = ::symlinkat(text.c_str(), folder, made.c_str()) == 0;
+    }
+    if (!isMade) return LastError();
+    if (modified) {
+        const timespec times[2] = {{0, UTIME_OMIT}, {*modified, 0}};
+        [[maybe_unused]] const int ignored = ::utimensat(folder, made.c_str(), times, AT_SYMLINK_NOFOLLOW);
+    }
+    if (made == finalName || ::renameat(folder, made.c_str(), folder, finalName.c_str()) == 0) return {};
+    const SystemError error = LastError();
+    ::unlinkat(folder, made.c_str(), 0);
+    return error;
 }
 
 InputFile::InputFile() : handle_(-1) {}

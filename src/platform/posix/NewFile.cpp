@@ -11,6 +11,7 @@
 #include "platform/Files.h"
 #include "platform/Paths.h"
 #include "platform/posix/Descriptor.h"
+#include "platform/posix/FolderState.h"
 #include "platform/posix/Native.h"
 #include "platform/posix/UnfinishedFiles.h"
 
@@ -76,7 +77,7 @@ struct NewFile::State {
     }
 
     SystemError checkTarget() const;
-    SystemError openFile();
+    SystemError openFile(mode_t mode);
     SystemError keepPermissions() const;
     SystemError link(const std::string& name) const;
     SystemError publish();
@@ -97,6 +98,8 @@ struct NewFile::State {
 };
 
 namespace {
+
+constexpr mode_t kNewFileMode = 0666;
 
 std::string ProcessLink(int descriptor) { return "/proc/self/fd/" + std::to_string(descriptor); }
 
@@ -119,14 +122,13 @@ SystemError NewFile::State::checkTarget() const {
     return ::faccessat(folder.get(), name.c_str(), W_OK, AT_EACCESS) == 0 ? SystemError{} : LastError();
 }
 
-SystemError NewFile::State::openFile() {
+SystemError NewFile::State::openFile(mode_t mode) {
     constexpr int kFlags = O_RDWR | O_CLOEXEC;
-    constexpr mode_t kNewFileMode = 0666;
-    file.reset(::openat(folder.get(), ".", O_TMPFILE | kFlags, kNewFileMode));
+    file.reset(::openat(folder.get(), ".", O_TMPFILE | kFlags, mode));
     if (file && ::access(ProcessLink(file.get()).c_str(), F_OK) == 0) return {};
     file.reset();
-    return takeTemporaryName([this](const std::string& name) {
-        file.reset(::openat(folder.get(), name.c_str(), O_CREAT | O_EXCL | kFlags, kNewFileMode));
+    return takeTemporaryName([this, mode](const std::string& name) {
+        file.reset(::openat(folder.get(), name.c_str(), O_CREAT | O_EXCL | kFlags, mode));
         return file ? SystemError{} : LastError();
     });
 }
@@ -178,7 +180,18 @@ SystemError NewFile::create(const Text& path) {
     state->folder.reset(::open(folder.empty() ? "." : NativePath(folder).c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!state->folder) return LastError();
     if (const SystemError error = state->checkTarget(); error.failed()) return error;
-    if (const SystemError error = state->openFile(); error.failed()) return error;
+    if (const SystemError error = state->openFile(kNewFileMode); error.failed()) return error;
+    state_ = std::move(state);
+    return {};
+}
+
+SystemError NewFile::create(const OpenFolder& folder, TextView name, std::uint32_t mode) {
+    state_.reset();
+    auto state = std::make_unique<State>();
+    state->finalName = name;
+    state->folder.reset(::fcntl(folder.state_->folder.get(), F_DUPFD_CLOEXEC, 0));
+    if (!state->folder) return LastError();
+    if (const SystemError error = state->openFile(mode & 0777); error.failed()) return error;
     state_ = std::move(state);
     return {};
 }
@@ -222,6 +235,16 @@ SystemError NewFile::commit() {
         ::fsync(folder.get());
     state_.reset();
     return {};
+}
+
+SystemError NewFile::put(std::optional<UnixSeconds> modified) {
+    if (modified) {
+        const timespec times[2] = {{0, UTIME_OMIT}, {*modified, 0}};
+        if (::futimens(state_->file.get(), times) != 0) return LastError();
+    }
+    const SystemError error = state_->publish();
+    if (!error.failed()) state_.reset();
+    return error;
 }
 
 FileIdentity NewFile::identity() const {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 #include <vector>
 
+#include "platform/FileParts.h"
 #include "platform/Files.h"
 
 namespace tovlark {
@@ -64,6 +65,10 @@ Text FullPath(TextView path) {
     }
     return full.empty() ? Text(u"/") : full;
 }
+
+void MendLocalName(Text&) {}
+
+Text LocalNameKey(TextView name) { return Text(name); }
 
 Text ProgramFolder() {
     Text program;

@@ -9,6 +9,7 @@
 #include "base/Stored.h"
 #include "platform/FileParts.h"
 #include "platform/Paths.h"
+#include "platform/win32/FolderState.h"
 #include "platform/win32/Native.h"
 #include "platform/win32/Times.h"
 
@@ -187,11 +188,6 @@ SystemError SetCurrentFolder(const Text& path) {
     return ::SetCurrentDirectoryW(ToWide(path).c_str()) ? SystemError{} : LastError();
 }
 
-// Paths are all that this system opens files by.
-struct OpenFolder::State {
-    Text path;
-};
-
 OpenFolder::OpenFolder() = default;
 OpenFolder::~OpenFolder() = default;
 OpenFolder::OpenFolder(OpenFolder&&) noexcept = default;
@@ -199,6 +195,51 @@ OpenFolder& OpenFolder::operator=(OpenFolder&&) noexcept = default;
 
 SystemError OpenFolder::open(const Text& path) {
     state_ = std::make_unique<State>(State{path});
+    return {};
+}
+
+SystemError OpenFolder::open(const OpenFolder& above, TextView name) {
+    FileInfo info;
+    const Text path = JoinPath(above.state_->path, name);
+    if (const SystemError error = GetFileInfo(path, info); error.failed()) return error;
+    if (info.kind != FileKind::Folder) return {ERROR_DIRECTORY};
+    state_ = std::make_unique<State>(State{path});
+    return {};
+}
+
+SystemError OpenFolder::examine(TextView name, FileInfo& info) const {
+    return GetFileInfo(JoinPath(state_->path, name), info);
+}
+
+SystemError OpenFolder::createFolder(TextView name, std::uint32_t) const {
+    return ::CreateDirectoryW(NativePath(JoinPath(state_->path, name)).c_str(), nullptr) ? SystemError{} : LastError();
+}
+
+SystemError OpenFolder::finishFolder(TextView name, std::uint32_t, std::optional<UnixSeconds> modified) const {
+    Handle folder;
+    if (!modified) return {};
+    if (const SystemError error =
+            OpenAnything(JoinPath(state_->path, name), FILE_WRITE_ATTRIBUTES, FILE_FLAG_OPEN_REPARSE_POINT, folder);
+        error.failed())
+        return error;
+    const FILETIME time = ToFileTime(*modified);
+    return ::SetFileTime(folder.get(), nullptr, nullptr, &time) ? SystemError{} : LastError();
+}
+
+SystemError OpenFolder::createLink(TextView name, TextView target, std::optional<UnixSeconds> modified) const {
+    const Text path = JoinPath(state_->path, name);
+    Text local(target);
+    std::ranges::replace(local, u'/', u'\\');
+    FileInfo info;
+    const Text leadsTo = IsAbsolutePath(local) ? local : JoinPath(state_->path, local);
+    const bool isFolder = !GetTargetInfo(leadsTo, info).failed() && info.kind == FileKind::Folder;
+    const DWORD flags =
+        SYMBOLIC_LINK_FLAG_ALLOW_UNPRIVILEGED_CREATE | (isFolder ? SYMBOLIC_LINK_FLAG_DIRECTORY : DWORD{0});
+    if (!GetFileInfo(path, info).failed() && !::DeleteFileW(NativePath(path).c_str()) &&
+        !::RemoveDirectoryW(NativePath(path).c_str()))
+        return LastError();
+    if (!::CreateSymbolicLinkW(NativePath(path).c_str(), ToWide(local).c_str(), flags)) return LastError();
+    [[maybe_unused]] const SystemError ignored = finishFolder(name, 0, modified);
     return {};
 }
 

@@ -4,7 +4,9 @@
 #include "platform/FileParts.h"
 #include "platform/Files.h"
 #include "platform/Paths.h"
+#include "platform/win32/FolderState.h"
 #include "platform/win32/Native.h"
+#include "platform/win32/Times.h"
 
 namespace tovlark {
 
@@ -22,6 +24,7 @@ struct NewFile::State {
 
     SystemError checkTarget() const;
     SystemError openFile(const Text& folder, TextView finalName);
+    SystemError publish(DWORD flags);
     void markForDeletion(bool isMarked) const {
         FILE_DISPOSITION_INFO mark{};
         mark.DeleteFile = isMarked;
@@ -53,6 +56,17 @@ SystemError NewFile::State::openFile(const Text& folder, TextView finalName) {
     }
 }
 
+SystemError NewFile::State::publish(DWORD flags) {
+    markForDeletion(false);
+    if (!::MoveFileExW(temporaryPath.c_str(), finalPath.c_str(), MOVEFILE_REPLACE_EXISTING | flags)) {
+        const SystemError error = LastError();
+        markForDeletion(true);
+        return error;
+    }
+    temporaryPath.clear();
+    return {};
+}
+
 NewFile::NewFile() = default;
 NewFile::~NewFile() = default;
 NewFile::NewFile(NewFile&&) noexcept = default;
@@ -70,6 +84,15 @@ SystemError NewFile::create(const Text& path) {
     if (const SystemError error = state->checkTarget(); error.failed()) return error;
     if (const SystemError error = state->openFile(Text(FolderOf(target)), FileName(target)); error.failed())
         return error;
+    state_ = std::move(state);
+    return {};
+}
+
+SystemError NewFile::create(const OpenFolder& folder, TextView name, std::uint32_t) {
+    state_.reset();
+    auto state = std::make_unique<State>();
+    state->finalPath = NativePath(JoinPath(folder.state_->path, name));
+    if (const SystemError error = state->openFile(folder.state_->path, name); error.failed()) return error;
     state_ = std::move(state);
     return {};
 }
@@ -93,16 +116,19 @@ SystemError NewFile::append(const InputFile& source, std::uint64_t offset, std::
 
 SystemError NewFile::commit() {
     if (!::FlushFileBuffers(state_->file.get())) return LastError();
-    state_->markForDeletion(false);
-    if (!::MoveFileExW(state_->temporaryPath.c_str(), state_->finalPath.c_str(),
-                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_WRITE_THROUGH)) {
-        const SystemError error = LastError();
-        state_->markForDeletion(true);
-        return error;
+    const SystemError error = state_->publish(MOVEFILE_WRITE_THROUGH);
+    if (!error.failed()) state_.reset();
+    return error;
+}
+
+SystemError NewFile::put(std::optional<UnixSeconds> modified) {
+    if (modified) {
+        const FILETIME time = ToFileTime(*modified);
+        if (!::SetFileTime(state_->file.get(), nullptr, nullptr, &time)) return LastError();
     }
-    state_->temporaryPath.clear();
-    state_.reset();
-    return {};
+    const SystemError error = state_->publish(0);
+    if (!error.failed()) state_.reset();
+    return error;
 }
 
 FileIdentity NewFile::identity() const {

@@ -1,5 +1,8 @@
 #include "platform/Paths.h"
 
+#include <algorithm>
+
+#include "platform/FileParts.h"
 #include "platform/win32/Native.h"
 
 namespace tovlark {
@@ -77,6 +80,27 @@ std::wstring NativePath(TextView path) {
     return StartsWithTwoSeparators(full) ? L"\\\\?\\UNC\\" + ToWide(TextView(full).substr(2))
                                          : L"\\\\?\\" + ToWide(full);
 }
+
+// Microsoft, "Naming Files, Paths, and Namespaces"
+void MendLocalName(Text& name) {
+    constexpr TextView kForbidden = u"<>:\"|?*";
+    constexpr TextView kDevices[] = {u"CON", u"PRN", u"AUX", u"NUL", u"CONIN$", u"CONOUT$"};
+    constexpr TextView kNumberedDevices[] = {u"COM", u"LPT"}, kNumbers = u"0123456789\u00B9\u00B2\u00B3";
+    std::ranges::replace_if(
+        name, [&](char16_t unit) { return kForbidden.find(unit) != TextView::npos; }, u'_');
+    if (name.back() == u'.' || name.back() == u' ') name.back() = u'_';
+    TextView base = TextView(name).substr(0, name.find(u'.'));
+    while (base.ends_with(u' ')) base.remove_suffix(1);
+    const auto isDevice = [&](TextView device) { return EqualsIgnoringCase(base, device); };
+    const auto isNumbered = [&](TextView device) {
+        return base.size() == device.size() + 1 && EqualsIgnoringCase(base.substr(0, device.size()), device) &&
+               kNumbers.find(base.back()) != TextView::npos;
+    };
+    if (std::ranges::any_of(kDevices, isDevice) || std::ranges::any_of(kNumberedDevices, isNumbered))
+        name.insert(0, 1, u'_');
+}
+
+Text LocalNameKey(TextView name) { return UpperCase(name); }
 
 Text ProgramFolder() {
     std::wstring program(MAX_PATH, L'\0');
