@@ -317,7 +317,7 @@ AddResult AddFromDisk(Task& task, ImageBuildContext& context, const Text& localP
 LargeFileRule RuleForLargeFile(const ImageBuildContext& context) {
     if (!context.isoEnabled) return LargeFileRule::Allowed;
     if (context.fileSystemsFixed) return LargeFileRule::Refuse;
-    const bool needsIso = context.hasBootImage || context.rockRidge == RockRidgeChoice::On;
+    const bool needsIso = context.boot.has_value() || context.rockRidge == RockRidgeChoice::On;
     return needsIso ? LargeFileRule::KeepInUdfTreeOnly : LargeFileRule::SwitchToUdf;
 }
 

@@ -117,6 +117,7 @@ void InitialiseCompilation(const Task& task, ImageBuildContext& context) {
     context.rockRidge = static_cast<RockRidgeChoice>(settings.getInt(kRockRidge));
     context.rationalAttributes = settings.getInt(kRockRidgeRational) != 0;
     context.keepSymbolicLinks = settings.getInt(kKeepSymbolicLinks) != 0;
+    context.autoBootImage = settings.getInt(kAutoBootImage) != 0;
     context.codePage = CodePage(NarrowCodePageNumber(settings.getInt(kLanguage)));
 }
 

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "app/session/Task.h"
+#include "authoring/BootDescription.h"
 #include "base/Clock.h"
 #include "base/Text.h"
 #include "platform/CodePage.h"
@@ -131,7 +132,8 @@ enum class BuildError : std::uint8_t {
     TooManyFolders,
     TooLarge,
     NamesRefused,
-    NotSupported,  // asks for something this build cannot write
+    InvalidBootFile,
+    SecondBootFile,  // only one boot setting can hold
     NoFileSystem,
     OutOfMemory
 };
@@ -160,7 +162,8 @@ struct ImageBuildContext {
     bool rationalAttributes = false;  // Rock Ridge: owner 0, readable by all
     bool keepSymbolicLinks = false;
     bool useCreationTime = false;
-    bool hasBootImage = false;
+    bool autoBootImage = true;            // a well-known boot image of the tree makes the image bootable
+    std::optional<BootDescription> boot;  // keeps ISO 9660 on
     ImageKind kind = ImageKind::Data;
     CodePage codePage{1252};
 
@@ -203,7 +206,8 @@ private:
 };
 
 /// Applies the settings (TimeFixed, UseFileCreationTime, UdfRevision, RockRidge, RockRidgeRational, KeepSymbolicLinks,
-/// the code page of Language) and the clock to a new compilation. Switches of the command line come after it.
+/// AutoBootImage, the code page of Language) and the clock to a new compilation. Switches of the command line come
+/// after it.
 void InitialiseCompilation(const Task& task, ImageBuildContext& context);
 
 /// Text of a volume field; a label that was not set is the local date of `now()` in the system's short-date pattern.

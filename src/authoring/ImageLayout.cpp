@@ -2,6 +2,7 @@
 
 #include <limits>
 
+#include "authoring/BootSelection.h"
 #include "base/IsoBytes.h"
 #include "base/Sectors.h"
 
@@ -11,6 +12,7 @@ namespace {
 
 constexpr std::uint64_t kSystemAreaSectors = 16;  // ECMA-119 6.2.1
 constexpr std::uint64_t kUdfSequenceFirst = 32, kUdfAnchorSector = 256;
+constexpr std::uint32_t kPrimaryDescriptorSector = kSystemAreaSectors;
 
 /// Appends an extent at the next free sector; returns its first sector. Nothing is appended for no sectors.
 std::uint32_t Place(ImageBuild& build, ExtentKind kind, std::uint64_t count, DirectoryTree* tree = nullptr) {
@@ -51,6 +53,18 @@ void PlacePathTables(ImageBuild& build, DirectoryTree& tree) {
     tree.pathTableM = Place(build, ExtentKind::PathTableM, count, &tree);
 }
 
+void PlaceBootImages(ImageBuild& build, BootDescription& boot) {
+    build.bootCatalogSector = Place(build, ExtentKind::BootCatalog, 1);
+    std::uint64_t next = build.sectorCount;
+    for (BootImage& image : boot.images) {
+        image.firstSector = static_cast<std::uint32_t>(next);
+        next += SectorsFor(image.bytes.size());
+        WriteBootInfoTable(image, kPrimaryDescriptorSector);
+    }
+    Place(build, ExtentKind::BootImages, next - build.sectorCount);
+    build.uefiImage = FindUefiImage(build.context);
+}
+
 void PlaceIsoTables(ImageBuild& build) {
     const bool hasJoliet = build.context.jolietEnabled;
     PlacePathTables(build, build.iso);
@@ -58,6 +72,7 @@ void PlaceIsoTables(ImageBuild& build) {
     Place(build, ExtentKind::Directories, PlaceDirectories(build, build.iso, build.sectorCount), &build.iso);
     if (hasJoliet)
         Place(build, ExtentKind::Directories, PlaceDirectories(build, build.joliet, build.sectorCount), &build.joliet);
+    if (build.context.boot) PlaceBootImages(build, *build.context.boot);
     build.continuationSector = Place(build, ExtentKind::Continuation, SectorsFor(build.continuationBytes));
 }
 
@@ -108,6 +123,7 @@ void PlaceImage(ImageBuild& build, const IdenticalFiles& identical) {
     Place(build, ExtentKind::SystemArea, kSystemAreaSectors);
     if (context.isoEnabled) {
         Place(build, ExtentKind::PrimaryDescriptor, 1);
+        if (context.boot) Place(build, ExtentKind::BootRecord, 1);
         if (context.jolietEnabled) Place(build, ExtentKind::JolietDescriptor, 1);
         Place(build, ExtentKind::Terminator, 1);
     }

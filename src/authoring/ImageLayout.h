@@ -33,6 +33,9 @@ enum class ExtentKind : std::uint8_t {
     UdfFileSet = 15,
     UdfDirectories = 16,
     UdfFileEntries = 17,
+    BootRecord = 18,
+    BootCatalog = 19,
+    BootImages = 20,
     Count
 };
 
@@ -85,6 +88,8 @@ struct ImageBuild {
     std::vector<ContinuedRecord> continued;
     std::uint64_t continuationBytes = 0;
     std::uint32_t continuationSector = 0;
+    std::uint32_t bootCatalogSector = 0;
+    const CompilationNode* uefiImage = nullptr;
     Text label;
 };
 
@@ -104,10 +109,13 @@ std::uint64_t PathTableSize(const DirectoryTree& tree);
 /// The writing pass: one function a kind of extent.
 void EmitPrimaryDescriptor(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitJolietDescriptor(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitBootRecord(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitTerminator(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitPathTableL(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitPathTableM(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitDirectories(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitBootCatalog(const ImageBuild& build, const Extent& extent, SectorStream& stream);
+void EmitBootImages(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitContinuation(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitFileData(const ImageBuild& build, const Extent& extent, SectorStream& stream);
 void EmitUdfRecognition(const ImageBuild& build, const Extent& extent, SectorStream& stream);

@@ -2,6 +2,7 @@
 
 #include <new>
 
+#include "authoring/BootSelection.h"
 #include "authoring/ImageLayout.h"
 #include "authoring/Naming.h"
 #include "base/Sectors.h"
@@ -45,6 +46,9 @@ constexpr Emitter kEmitters[] = {
     {ExtentKind::UdfFileSet, EmitUdfFileSet},
     {ExtentKind::UdfDirectories, EmitUdfDirectories},
     {ExtentKind::UdfFileEntries, EmitUdfFileEntries},
+    {ExtentKind::BootRecord, EmitBootRecord},
+    {ExtentKind::BootCatalog, EmitBootCatalog},
+    {ExtentKind::BootImages, EmitBootImages},
 };
 
 constexpr bool InOrder() {
@@ -57,8 +61,8 @@ static_assert(InOrder());
 void LayOut(ImageBuild& build) {
     Task& task = build.task;
     ImageBuildContext& context = build.context;
-    if (context.hasBootImage) context.error = BuildError::NotSupported;
-    if (!context.isoEnabled && !context.udfEnabled) context.error = BuildError::NoFileSystem;
+    SelectBootImage(task, context);
+    if (!build.failed() && !context.isoEnabled && !context.udfEnabled) context.error = BuildError::NoFileSystem;
     if (build.failed()) return;
     if (!context.isoEnabled) context.jolietEnabled = false;  // part of it
     build.label = VolumeFieldText(context, VolumeField::Volume, task.clock);
@@ -99,7 +103,8 @@ TextId WordsOf(const ImageBuildContext& context) {
             if (context.errorSubject.empty()) return TextId::BuildImageTooLarge;
             return context.udfEnabled ? TextId::BuildFileTooLargeForUdf : TextId::LargeFileReason;
         case BuildError::NamesRefused: return TextId::BuildNamesRefused;
-        case BuildError::NotSupported: return TextId::BuildNotSupported;
+        case BuildError::InvalidBootFile: return TextId::InvalidBootImageFile;
+        case BuildError::SecondBootFile: return TextId::SecondBootFile;
         case BuildError::NoFileSystem: return TextId::BuildNoFileSystem;
         case BuildError::OutOfMemory: break;
     }

@@ -164,7 +164,7 @@ TEST(Adding, TheRuleForLargeFiles) {
         ImageBuildContext context;
         context.isoEnabled = one.isIsoOn;
         context.fileSystemsFixed = one.isFixed;
-        context.hasBootImage = one.hasBoot;
+        if (one.hasBoot) context.boot.emplace();
         context.rockRidge = one.rockRidge;
         EXPECT_EQ(RuleForLargeFile(context), one.expected) << &one - cases;
     }

@@ -45,7 +45,7 @@ constexpr SettingRow kSettings[] = {
     Number(kRockRidgeRational, u"make everything in images owned by 0 and readable by all"),
     Number(kKeepSymbolicLinks, u"record symbolic links in images instead of leaving them out"),
     Number({u"UdfRevision", 258, 258, 513}, u"revision of UDF in new images: 258 (1.02) or 513 (2.01)"),
-    Number({u"AutoBootImage", 1, 0, 1}, u"make an image bootable when its tree holds a well-known boot image"),
+    Number(kAutoBootImage, u"make an image bootable when its tree holds a well-known boot image"),
     Number({u"ImplantChecksum", 0, 0, 1}, u"put a checksum into new images by which a disc can check itself"),
     Number({u"ShowMacFiles", 0, 0, 1}, u"show the Mac OS files of an image"),
     // Audio
