@@ -187,7 +187,7 @@ std::uint16_t BootSectorCount(std::uint64_t sizeBytes) {
     return count <= 0xFFFF ? static_cast<std::uint16_t>(count) : std::uint16_t{0};
 }
 
-std::vector<std::byte> BootCatalog(const BootDescription& boot, const CompilationNode* uefiFile) {
+std::vector<std::byte> ToBootCatalog(const BootDescription& boot, const CompilationNode* uefiFile) {
     static_assert(sizeof(BootValidation) + 2 * kMostBootImages * sizeof(BootEntry) + 2 * sizeof(BootEntry) <=
                   kSectorSize);
     std::vector<std::byte> catalog;

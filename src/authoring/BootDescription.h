@@ -52,7 +52,7 @@ std::uint16_t BootSectorCount(std::uint64_t sizeBytes);
 
 /// The catalog of these images, whole sectors apart: a section for each run of the same platform after the first image.
 /// `uefiFile`, where not null, is a file of the tree that stands in its place and becomes a UEFI section of its own.
-std::vector<std::byte> BootCatalog(const BootDescription& boot, const CompilationNode* uefiFile);
+std::vector<std::byte> ToBootCatalog(const BootDescription& boot, const CompilationNode* uefiFile);
 
 /// A boot setting as a file (*.bif), all integers little-endian:
 ///

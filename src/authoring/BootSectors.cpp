@@ -11,7 +11,7 @@ void EmitBootRecord(const ImageBuild& build, const Extent&, SectorStream& stream
 }
 
 void EmitBootCatalog(const ImageBuild& build, const Extent&, SectorStream& stream) {
-    stream.write(BootCatalog(*build.context.boot, build.uefiImage));
+    stream.write(ToBootCatalog(*build.context.boot, build.uefiImage));
     stream.padToSector();
 }
 
