@@ -1,11 +1,13 @@
 #include "authoring/BootSelection.h"
 
-#include <string>
+#include <algorithm>
+#include <span>
 #include <utility>
+#include <vector>
 
 #include "authoring/Adding.h"
+#include "authoring/NodeData.h"
 #include "base/BootBytes.h"
-#include "platform/Files.h"
 
 namespace tovlark {
 
@@ -39,15 +41,19 @@ CompilationNode* FindFile(const ImageBuildContext& context, TextView path) {
     return path.empty() && node != nullptr && node->kind == NodeKind::File && node->sizeBytes > 0 ? node : nullptr;
 }
 
+/// The whole file, empty when it is longer than the limit.
 SystemError ReadFile(const CompilationNode& file, std::uint64_t limitBytes, std::vector<std::byte>& bytes) {
+    if (file.sizeBytes > limitBytes) return {};
     if (file.memory != nullptr) {
         bytes.assign(file.memory->data.begin(), file.memory->data.end());
         return {};
     }
-    std::string contents;
-    const SystemError error = ReadWholeFile(SourcePath(file), limitBytes, contents);
-    const auto view = std::as_bytes(std::span(contents));
-    bytes.assign(view.begin(), view.end());
+    NodeData data;
+    if (const SystemError error = data.open(file); error.failed()) return error;
+    bytes.resize(static_cast<std::size_t>(file.sizeBytes));
+    std::size_t readCount = 0;
+    const SystemError error = data.readAt(0, bytes, bytes.size(), readCount);
+    bytes.resize(readCount);
     return error;
 }
 
@@ -88,7 +94,7 @@ bool TakeWellKnown(Task& task, ImageBuildContext& context, const CompilationNode
     const SystemError error = ReadFile(file, kLargestBootImage, bytes);
     const std::size_t least = hasInfoTable ? BootInfoTable::kSummedFrom : 0;
     const Texts& texts = task.session.texts();
-    if (error.failed() || bytes.size() <= least || bytes.size() > kLargestBootImage) {
+    if (error.failed() || bytes.size() <= least) {
         const Text reason = error.failed() ? DescribeError(error) : Text(texts[TextId::InvalidBootImageFile]);
         Say(task, texts.format(TextId::BootImageNotUsed, {PathInImage(file), reason}));
         return false;
