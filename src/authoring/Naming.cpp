@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 
+#include "authoring/NameReport.h"
 #include "authoring/NameTable.h"
 #include "authoring/UdfText.h"
 
@@ -173,15 +174,20 @@ public:
     /// whether a name may be used beyond not being taken.
     template <typename IsFree>
     View find(const NameParts<Char>& parts, const IsFree& isFree) {
+        isNumbered_ = false;
         if (parts.fitsUnnumbered()) {
             name_.assign(parts.base).append(parts.extension);
             if (taken_.find(name_) == nullptr && isFree(name_)) return name_;
         }
+        isNumbered_ = true;
         std::int32_t first = 0, end = 10;
         for (std::size_t digits = 1; digits <= kMaximumDigits; ++digits, first = end, end *= 10)
             if (findNumbered(StemFor(parts, digits, codePage_), digits, first, end, isFree)) return name_;
         return {};
     }
+
+    /// True when the name found last was cut or taken, and so has a number.
+    bool isNumbered() const { return isNumbered_; }
 
     /// Takes a name; its characters must live as long as the folder is worked on.
     void take(View name) { taken_.insert(name, 0); }
@@ -216,6 +222,7 @@ private:
     NameTable<Char> taken_, nextNumbers_;
     std::pmr::monotonic_buffer_resource keys_;
     std::basic_string<Char> name_, key_;
+    bool isNumbered_ = false;
 };
 
 /// ISO 9660 record: 33 bytes and the name, made even (ECMA-119 9.1).
@@ -244,7 +251,11 @@ public:
             for (auto child = children.rbegin(); child != children.rend(); ++child)
                 if ((*child)->isFolder()) pending.push_back(*child);
         }
-        if (context_.error == BuildError::None && !changed_.empty()) askAboutChanges();
+        if (context_.error != BuildError::None) return;
+        if (changed_.empty())
+            report_.tell(task_, context_);
+        else
+            askAboutChanges();
     }
 
 private:
@@ -273,6 +284,7 @@ private:
         });
         if (name.empty()) return fail(node);
         if (asksAboutChanges_ && wideName_ != node.longName) changed_.push_back(&node);
+        if (isoFinder_.isNumbered()) report_.add(NamingTree::Iso, node);
         node.isoName = context_.store(name);
         node.isoRecordLength = RecordLength(name.size());
         isoFinder_.take(node.isoName);
@@ -282,6 +294,7 @@ private:
         SplitJolietName(jolietParts_, node.longName, context_.jolietNameLength);
         const TextView name = jolietFinder_.find(jolietParts_, [](const Text&) { return true; });
         if (name.empty()) return fail(node);
+        if (jolietFinder_.isNumbered()) report_.add(NamingTree::Joliet, node);
         node.jolietName = name == node.longName ? node.longName : context_.store(name);
         node.jolietRecordLength = RecordLength(2 * name.size());
         jolietFinder_.take(node.jolietName);
@@ -299,6 +312,7 @@ private:
         const TextView name = udfFinder_.find(
             jolietParts_, [&](const Text& candidate) { return FindChild(folder, candidate) == nullptr; });
         if (name.empty()) return fail(node);
+        report_.add(NamingTree::Udf, node);
         const TextView kept = context_.store(name);
         context_.udfNames[&node] = kept;
         udfFinder_.take(kept);
@@ -345,7 +359,8 @@ private:
     NameParts<char> isoParts_;
     NameParts<char16_t> jolietParts_;
     Text wideName_;
-    std::vector<const CompilationNode*> changed_;
+    std::vector<const CompilationNode*> changed_;  // to be asked about
+    NameReport report_;
 };
 
 }  // namespace

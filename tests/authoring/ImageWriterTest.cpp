@@ -347,11 +347,14 @@ TEST_F(ManySourcesTest, StandWhereTheirRecordsSayAndAreReportedInTurn) {
     }
     EXPECT_TRUE(image.contents(tree.at("/file 50 big")) == big);
     EXPECT_EQ(image.contents(tree.at("/file 60 memory")), "memory");
-    ASSERT_EQ(fake_.log.lines().size(), 3u);
+    std::vector<std::string> told;
+    for (const MessageLog::Line& line : fake_.log.lines())
+        if (line.text.find(u"file ") != line.text.npos && line.text.find(u" -> ") == line.text.npos)
+            told.push_back(ToUtf8(line.text));
+    ASSERT_EQ(told.size(), 3u);
     const char* reports[] = {"file 40 cannot be read from byte 0 of 40000",
                              "file 64 became longer than the 64000 bytes", "file 90 ended early, at byte 123 of 90000"};
-    for (std::size_t line = 0; line < 3; ++line)
-        EXPECT_THAT(ToUtf8(fake_.log.lines()[line].text), HasSubstr(reports[line]));
+    for (std::size_t line = 0; line < 3; ++line) EXPECT_THAT(told[line], HasSubstr(reports[line]));
 }
 
 TEST_F(ManySourcesTest, AreLeftAloneAfterAFailureOrCancel) {

@@ -235,6 +235,22 @@ TEST(UniqueNames, AHundredThousandClashesTakeLinearTime) {
     EXPECT_EQ(children[99'999]->jolietName, Repeated(u"same beginning ", 8).substr(0, 53) + u"~99999.text");
 }
 
+TEST(UniqueNames, ChangesAreCountedInOneLineAndNamedInTheLog) {
+    Named named;
+    named.context.udfEnabled = true;
+    named.add(u"KEPT.TXT");
+    named.resolve();
+    EXPECT_EQ(named.fake.streams.output, "") << "nothing to tell";
+    for (int number = 0; number < 1500; ++number) named.add(Repeated(u"x", 70) + FromUtf8(std::to_string(number)));
+    named.add(Repeated(u"\u6C34", 200));
+    named.resolve();
+    EXPECT_EQ(named.fake.streams.output,
+              "Names cut or numbered: ISO 9660 1,501, Joliet 1,501, UDF 1. Rock Ridge has them in full.\r\n");
+    const std::string log = named.fake.log.render();
+    EXPECT_NE(log.find("ISO 9660: /" + std::string(70, 'x') + "0 -> XXXXXX~0"), log.npos) << log.substr(0, 500);
+    EXPECT_NE(log.find("Joliet: 501 more names will be changed."), log.npos);
+}
+
 TEST(UniqueNames, ChangedNamesAreAskedAboutOnceWhenNothingElseHoldsThem) {
     const struct {
         const char* fault;

@@ -119,6 +119,8 @@ enum class TextId : std::uint16_t {
     SecondBootFile,
     BootImageNotUsed,
     BootsFrom,
+    NamesCutOrNumbered,
+    RockRidgeHasAllNames,
     EditOpening,
     EditKindLeftOut,
     EditSystemArea,

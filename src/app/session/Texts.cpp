@@ -197,6 +197,8 @@ constexpr TextRow kTexts[] = {
     {TextId::SecondBootFile, 541, u"Only one boot information file can be used, and this is a second one:"},
     {TextId::BootImageNotUsed, 542, u"The image is made without a boot image, for %s cannot be used: %s"},
     {TextId::BootsFrom, 543, u"The image boots from %s."},
+    {TextId::NamesCutOrNumbered, 560, u"Names cut or numbered: %s."},
+    {TextId::RockRidgeHasAllNames, 561, u"Rock Ridge has them in full."},
     {TextId::EditOpening, 579, u"Opening %s "},
     {TextId::EditKindLeftOut, 582, u"%s of the image is neither file, folder nor symbolic link: it was left out."},
     {TextId::EditSystemArea, 583,
