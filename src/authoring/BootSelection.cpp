@@ -116,6 +116,12 @@ void SelectBootImage(Task& task, ImageBuildContext& context) {
     if (context.boot) context.isoEnabled = true;
 }
 
+const CompilationNode* FindWellKnownBootImage(const ImageBuildContext& context) {
+    for (const WellKnownImage& known : kWellKnownImages)
+        if (const CompilationNode* file = FindFile(context, known.path)) return file;
+    return nullptr;
+}
+
 const CompilationNode* FindUefiImage(const ImageBuildContext& context) {
     if (!context.boot || context.boot->images.size() != 1) return nullptr;
     for (const TextView path : kUefiImages)

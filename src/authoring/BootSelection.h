@@ -13,6 +13,9 @@ namespace tovlark {
 /// behind it is reported; the image is then made without one.
 void SelectBootImage(Task& task, ImageBuildContext& context);
 
+/// The well-known boot image of the tree that would be picked up first; null when there is none.
+const CompilationNode* FindWellKnownBootImage(const ImageBuildContext& context);
+
 /// The file of the tree that makes a BIOS boot image bootable by UEFI too; null when there is none, or when the boot
 /// setting has more than one image.
 const CompilationNode* FindUefiImage(const ImageBuildContext& context);

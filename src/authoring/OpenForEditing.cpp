@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "authoring/Adding.h"
+#include "authoring/BootImport.h"
 #include "base/Format.h"
 #include "base/IsoBytes.h"
 #include "base/Sectors.h"
@@ -239,6 +240,7 @@ Status OpenForEditing(Task& task, ImageBuildContext& context, const Text& path) 
     if (!task.flags.cancel) task.session.printDone();
     TakeNameLengths(context, image.opened.volume->kind());
     TakeVolumeFields(context, facts, *image.opened.volume);
+    ImportBootImages(task, context, image);
     if (HasSystemArea(image)) Tell(task, texts.format(TextId::EditSystemArea, {path}));
     return Status::Ok;
 }

@@ -102,6 +102,36 @@ TEST_F(Edit, KeepsTheKindOfImage) {
     }
 }
 
+TEST_F(Edit, KeepsWhatItBootsFrom) {
+    work_.write("tree/isolinux/isolinux.bin", std::string(24576, 'i'));
+    work_.write("tree/other/loader.bin", std::string(3000, 'l'));
+    work_.write("tree/images/uefi.img", std::string(70000, 'u'));
+    const std::vector<std::string> base{"xorriso", "-as", "mkisofs",   "-quiet",
+                                        "-R",      "-o",  at("x.iso"), "-no-emul-boot"};
+    const std::vector<std::string> uefi{"-eltorito-alt-boot", "-e", "images/uefi.img", "-no-emul-boot", at("tree")};
+    struct Case {
+        std::vector<std::string> loader;
+        std::string deleted, bios;
+    };
+    const Case cases[] = {
+        {{"-b", "isolinux/isolinux.bin", "-boot-load-size", "4", "-boot-info-table"},
+         "/other",
+         "BIOS  y   none  0x0000  0x00      4"},
+        {{"-b", "other/loader.bin", "-boot-load-size", "2"}, "/other", "BIOS  y   none  0x0000  0x00      2"}};
+    for (const Case& row : cases) {
+        std::vector<std::string> words = base;
+        words.insert(words.end(), row.loader.begin(), row.loader.end());
+        words.insert(words.end(), uefi.begin(), uefi.end());
+        foreign(words);
+        EXPECT_EQ(tvcmd({"edit", "x.iso", "-delete", row.deleted}).status, 0);
+        const std::string report = foreign({"xorriso", "-indev", at("x.iso"), "-report_el_torito", "plain"});
+        EXPECT_THAT(report, HasSubstr(row.bios));
+        EXPECT_THAT(report, HasSubstr("UEFI  y   none  0x0000  0x00    140"));
+    }
+    const std::string image = work_.read("x.iso");
+    EXPECT_NE(image.find(std::string(3000, 'l')), image.npos) << "its file is gone, the boot image is not";
+}
+
 TEST_F(Edit, AsksBeforeItReplacesAnotherFileOnly) {
     work_.write("tree/file", "text");
     ASSERT_EQ(tvcmd({"create", "-o", "x.iso", "-add", at("tree"), "/"}).status, 0);

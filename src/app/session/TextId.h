@@ -125,6 +125,7 @@ enum class TextId : std::uint16_t {
     EditKindLeftOut,
     EditSystemArea,
     EditDamaged,
+    EditBootImageLost,
     // Start and front end: 600-699
     StartedWithoutConsole,
     LanguageTemplateWritten,

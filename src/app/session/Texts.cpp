@@ -204,6 +204,7 @@ constexpr TextRow kTexts[] = {
     {TextId::EditSystemArea, 583,
      u"The first 32 KB of %s hold a boot record for USB drives. It does not fit the new image and is left out."},
     {TextId::EditDamaged, 585, u"%s is damaged and stays as it is: name another file with -o for what can be saved."},
+    {TextId::EditBootImageLost, 586, u"The boot image at sector %u of the image cannot be taken over."},
     // Start and front end
     {TextId::StartedWithoutConsole, 600,
      u"Tovlark has no windows yet: please use the console front end, for example \"tvcmd -?\"."},
