@@ -15,6 +15,7 @@
 #include "base/Text.h"
 #include "platform/CodePage.h"
 #include "platform/SystemError.h"
+#include "readers/IsoVolume.h"
 #include "readers/OpenedImage.h"
 
 namespace tovlark {
@@ -103,19 +104,8 @@ struct CompilationNode {
 };
 static_assert(sizeof(CompilationNode) <= 184);
 
-enum class VolumeField : std::uint8_t {
-    Volume,
-    System,
-    VolumeSet,
-    Publisher,
-    DataPreparer,
-    Application,
-    Copyright,
-    Abstract,
-    Bibliographic,
-    Count
-};
-enum class VolumeDate : std::uint8_t { Creation, Modification, Expiration, Effective, Count };
+using VolumeField = IsoField;
+using VolumeDate = IsoDate;
 
 enum class ImageKind : std::uint8_t { Data, VideoCd, SuperVideoCd };
 

@@ -191,8 +191,6 @@ Text LabelOf(const ImageBuildContext& context, const IsoVolumeFacts& facts, cons
 }
 
 void TakeVolumeFields(ImageBuildContext& context, const IsoVolumeFacts& facts, const Volume& volume) {
-    static_assert(static_cast<int>(IsoField::Count) == static_cast<int>(VolumeField::Count));
-    static_assert(static_cast<int>(IsoDate::Count) == static_cast<int>(VolumeDate::Count));
     if (facts.iso) {
         for (std::size_t index = 0; index < std::size(facts.iso->fields); ++index)
             context.volumeFields[index] = FromNarrow(context, facts.iso->fields[index]);
