@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 #include "base/Text.h"
 #include "platform/SystemError.h"
@@ -18,9 +19,10 @@ struct PassThrough {
     DataDirection direction = DataDirection::None;
     std::byte* data = nullptr;    // used where it lies, never copied
     std::uint32_t dataBytes = 0;  // to be transferred; afterwards those that were
-    std::span<std::byte> sense;   // fixed-format sense data; may be empty
+    std::span<std::byte> sense;   // fixed-format sense data, 255 bytes at most; may be empty
     std::uint32_t timeoutSeconds = 0;
     std::uint8_t scsiStatus = 0;  // SAM-4 5.3.1; set by the device
+    bool unsent = false;          // set by the device when memory was short and nothing was sent
 };
 
 /// Controls of a volume, with the numbers of Windows' file-system controls.
@@ -32,11 +34,35 @@ struct DiscDevice {
     /// Sends the command and waits for its end. An error means that it did not get through; a command that the device
     /// refused is no error, its status and sense data tell.
     SystemError (*send)(void* self, PassThrough& command) = nullptr;
+    /// Lock takes the device for this process alone; what else holds it makes that fail. Dismount takes the device's
+    /// file systems off, and Lock along where that failed before. Unlock never fails.
     SystemError (*control)(void* self, VolumeControl control) = nullptr;
     void (*close)(void* self) = nullptr;
 };
 
 /// Opens a device for commands, shared with others: for reading and writing, else for reading only.
 SystemError OpenDiscDevice(const Text& path, DiscDevice& device);
+
+/// True for an error that says that the user may not open the device, or that someone else has it.
+bool IsDenied(SystemError error);
+bool IsBusy(SystemError error);
+
+/// The group whose members may use the device; empty where that is not how it goes.
+Text GroupOf(const Text& path);
+
+/// Folders where file systems of the device are mounted; none on systems that have no such thing.
+std::vector<Text> MountsOf(const Text& path);
+
+/// An optical drive that the system knows. Systems without drive letters give 0.
+struct SystemDrive {
+    char16_t letter = 0;
+    Text path;
+};
+
+/// In the system's order.
+std::vector<SystemDrive> ListSystemDrives();
+
+/// The label that the system has for the volume in one of its drives; empty when it has none or no such thing.
+Text SystemVolumeLabel(char16_t letter);
 
 }  // namespace tovlark
