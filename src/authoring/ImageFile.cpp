@@ -1,7 +1,11 @@
 #include <algorithm>
+#include <memory>
+#include <new>
 #include <vector>
 
+#include "app/session/Settings.h"
 #include "authoring/Adding.h"
+#include "authoring/ChecksumImplant.h"
 #include "authoring/ImageWriter.h"
 #include "base/Sectors.h"
 #include "platform/Files.h"
@@ -13,11 +17,13 @@ namespace {
 /// A sector sink over a file that comes into being whole or not at all.
 struct ImageFile {
     NewFile file;
-    SystemError error;  // of the write that failed
+    SystemError error;                     // of the write that failed
+    std::unique_ptr<DigestThread> digest;  // null when no checksum is implanted
 };
 
 std::uint32_t AcceptSectors(void* self, std::uint32_t, std::span<const std::byte> sectors) {
     auto& image = *static_cast<ImageFile*>(self);
+    if (image.digest != nullptr) image.digest->add(sectors);
     image.error = image.file.write(sectors);
     return image.error.failed() ? 0 : static_cast<std::uint32_t>(sectors.size() / kSectorSize);
 }
@@ -88,6 +94,41 @@ void LeaveOut(Task& task, ImageBuildContext& context, const FileInfo& output) {
     }
 }
 
+/// Puts the checksum of what was written into it. False when that failed, for the reason in the image's error.
+bool Implant(Task& task, const Text& path, ImageFile& image) {
+    ConsoleSession& session = task.session;
+    const ImageDigest& digest = image.digest->finish();
+    if (!digest.isComplete()) {
+        task.log.append(session.texts().format(TextId::ImplantNoPrimary, {path}));
+        return true;
+    }
+    session.beginStep(session.texts()[TextId::UpdatingChecksum]);
+    const VolumeDescriptor descriptor = digest.implanted();
+    image.error = image.file.rewrite(kPrimaryOffset, std::as_bytes(std::span(&descriptor, 1)));
+    if (image.error.failed()) {
+        session.print(u"\r\n");
+        return false;
+    }
+    session.finishStep();
+    session.printDone();
+    return true;
+}
+
+/// Writes the image under its temporary name; failure is in the context.
+Status Fill(Task& task, ImageBuildContext& context, const Text& path, ImageFile& image) {
+    try {
+        const bool implants = task.settings.getInt(kImplantChecksum) != 0;
+        if (implants) image.digest = std::make_unique<DigestThread>();
+        // What is to be hashed has to come by.
+        const SectorSink sink{&image, AcceptSectors, implants ? nullptr : AcceptFile};
+        if (WriteImage(task, context, sink) != Status::Ok) return Status::Failed;
+        if (implants && !Implant(task, path, image)) context.error = BuildError::WriteFailed;
+    } catch (const std::bad_alloc&) {
+        context.error = BuildError::OutOfMemory;
+    }
+    return context.error == BuildError::None ? Status::Ok : Status::Failed;
+}
+
 }  // namespace
 
 Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path, ExistingOutput existing) {
@@ -105,8 +146,7 @@ Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path,
         ReportFile(task, TextId::CannotCreateOutput, {path, DescribeError(error)});
         return Status::Failed;
     }
-    const SectorSink sink{&image, AcceptSectors, AcceptFile};
-    if (WriteImage(task, context, sink) != Status::Ok) {
+    if (Fill(task, context, path, image) != Status::Ok) {
         if (context.error == BuildError::WriteFailed) {
             context.errorSubject = path;
             context.systemError = image.error;

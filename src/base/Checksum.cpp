@@ -1,5 +1,6 @@
 #include "base/Checksum.h"
 
+#include <algorithm>
 #include <array>
 #include <gcrypt.h>
 #include <new>
@@ -8,8 +9,8 @@ namespace tovlark {
 
 namespace {
 
-// The library wants one initialisation before its first use. CRC-32 is no approved digest, so the mode for approved
-// ones only must stay off on systems that ask for it.
+// The library wants one initialisation before its first use. CRC-32 and MD5 are no approved digests, so the mode for
+// approved ones only must stay off on systems that ask for it.
 void InitializeLibrary() {
     static const bool isReady = [] {
         gcry_control(GCRYCTL_NO_FIPS_MODE);
@@ -25,12 +26,28 @@ std::uint32_t FromDigest(const unsigned char* digest) {
     return std::uint32_t{digest[0]} << 24 | std::uint32_t{digest[1]} << 16 | std::uint32_t{digest[2]} << 8 | digest[3];
 }
 
-}  // namespace
-
-struct Crc32Stream::Handle {
+struct DigestHandle {
     gcry_md_hd_t digest = nullptr;
 
-    ~Handle() { gcry_md_close(digest); }
+    explicit DigestHandle(gcry_md_algos algorithm) {
+        InitializeLibrary();
+        if (gcry_md_open(&digest, algorithm, 0) != 0) throw std::bad_alloc();
+    }
+    // Reading a digest closes it for further bytes, so that only copies are read.
+    DigestHandle(const DigestHandle& other) {
+        if (gcry_md_copy(&digest, other.digest) != 0) throw std::bad_alloc();
+    }
+    ~DigestHandle() { gcry_md_close(digest); }
+};
+
+}  // namespace
+
+struct Crc32Stream::Handle : DigestHandle {
+    using DigestHandle::DigestHandle;
+};
+
+struct Md5Stream::Handle : DigestHandle {
+    using DigestHandle::DigestHandle;
 };
 
 std::uint32_t Crc32(std::span<const std::byte> bytes) {
@@ -56,19 +73,28 @@ std::uint16_t Crc16(std::span<const std::byte> bytes) {
     return crc;
 }
 
-Crc32Stream::Crc32Stream() : handle_(std::make_unique<Handle>()) {
-    InitializeLibrary();
-    if (gcry_md_open(&handle_->digest, GCRY_MD_CRC32, 0) != 0) throw std::bad_alloc();
-}
+Crc32Stream::Crc32Stream() : handle_(std::make_unique<Handle>(GCRY_MD_CRC32)) {}
 
 Crc32Stream::~Crc32Stream() = default;
 
 void Crc32Stream::add(std::span<const std::byte> bytes) { gcry_md_write(handle_->digest, bytes.data(), bytes.size()); }
 
 std::uint32_t Crc32Stream::value() const {
-    Handle copy;  // reading a digest closes it for further bytes
-    if (gcry_md_copy(&copy.digest, handle_->digest) != 0) throw std::bad_alloc();
+    const DigestHandle copy(*handle_);
     return FromDigest(gcry_md_read(copy.digest, GCRY_MD_CRC32));
+}
+
+Md5Stream::Md5Stream() : handle_(std::make_unique<Handle>(GCRY_MD_MD5)) {}
+
+Md5Stream::~Md5Stream() = default;
+
+void Md5Stream::add(std::span<const std::byte> bytes) { gcry_md_write(handle_->digest, bytes.data(), bytes.size()); }
+
+Md5Digest Md5Stream::value() const {
+    const DigestHandle copy(*handle_);
+    Md5Digest digest;
+    std::copy_n(gcry_md_read(copy.digest, GCRY_MD_MD5), digest.size(), digest.begin());
+    return digest;
 }
 
 }  // namespace tovlark

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -24,6 +25,24 @@ public:
     void add(std::span<const std::byte> bytes);
     /// The checksum of everything added so far; more may be added afterwards.
     std::uint32_t value() const;
+
+private:
+    struct Handle;
+    std::unique_ptr<Handle> handle_;
+};
+
+using Md5Digest = std::array<std::uint8_t, 16>;
+
+/// MD5 (RFC 1321) over bytes that come in pieces.
+class Md5Stream {
+public:
+    Md5Stream();
+    ~Md5Stream();
+    Md5Stream(const Md5Stream&) = delete;
+
+    void add(std::span<const std::byte> bytes);
+    /// The digest of everything added so far; more may be added afterwards.
+    Md5Digest value() const;
 
 private:
     struct Handle;

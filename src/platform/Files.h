@@ -130,6 +130,8 @@ public:
     /// those that new files get here. A symbolic link under the final name is replaced itself.
     SystemError create(const OpenFolder& folder, TextView name, std::uint32_t mode);
     SystemError write(std::span<const std::byte> bytes);
+    /// Replaces bytes that were written already; what is written afterwards still goes to the end.
+    SystemError rewrite(std::uint64_t offset, std::span<const std::byte> bytes);
     /// Copies a range of an open file to the end of this one, by the kernel where it can. `copiedCount` tells how
     /// far it came; it is short without an error when the source ends early.
     SystemError append(const InputFile& source, std::uint64_t offset, std::uint64_t sizeBytes,
@@ -153,6 +155,9 @@ SystemError ReadWholeFile(const Text& path, std::uint64_t limitBytes, std::strin
 
 /// Adds the bytes to the end of a file, which is made when it is missing. A FIFO that nobody reads is an error.
 SystemError AppendToFile(const Text& path, std::span<const std::byte> bytes);
+
+/// Replaces bytes of an existing file at an offset, and waits until the disk has them.
+SystemError OverwriteInFile(const Text& path, std::uint64_t offset, std::span<const std::byte> bytes);
 
 SystemError RemoveFile(const Text& path);
 /// Creates a folder and the missing ones above it.

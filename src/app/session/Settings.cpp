@@ -46,7 +46,7 @@ constexpr SettingRow kSettings[] = {
     Number(kKeepSymbolicLinks, u"record symbolic links in images instead of leaving them out"),
     Number({u"UdfRevision", 258, 258, 513}, u"revision of UDF in new images: 258 (1.02) or 513 (2.01)"),
     Number(kAutoBootImage, u"make an image bootable when its tree holds a well-known boot image"),
-    Number({u"ImplantChecksum", 0, 0, 1}, u"put a checksum into new images by which a disc can check itself"),
+    Number(kImplantChecksum, u"put a checksum into new images by which a disc can check itself"),
     Number({u"ShowMacFiles", 0, 0, 1}, u"show the Mac OS files of an image"),
     // Audio
     String(kAudioFileNameFormat, u"how ripped tracks are named: |# track, |t title"),

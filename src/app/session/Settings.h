@@ -20,6 +20,7 @@ inline constexpr IntSetting kRockRidge{u"RockRidge", 2, 0, 2};
 inline constexpr IntSetting kRockRidgeRational{u"RockRidgeRational", 0, 0, 1};
 inline constexpr IntSetting kKeepSymbolicLinks{u"KeepSymbolicLinks", 0, 0, 1};
 inline constexpr IntSetting kAutoBootImage{u"AutoBootImage", 1, 0, 1};
+inline constexpr IntSetting kImplantChecksum{u"ImplantChecksum", 0, 0, 1};
 inline constexpr IntSetting kShellIntegration{u"ShellIntegration", 0, 0, 0xFFFFFFFF};
 inline constexpr TextSetting kAudioFileNameFormat{u"AudioFileNameFormat", u"|#-|t", 2};
 inline constexpr TextSetting kMessageLogFile{u"MessageLogFile", u"", 0};

@@ -108,6 +108,24 @@ SystemError AppendToFile(const Text& path, std::span<const std::byte> bytes) {
     return {};
 }
 
+SystemError WriteAt(int file, std::uint64_t offset, std::span<const std::byte> bytes) {
+    while (!bytes.empty()) {
+        const ssize_t count = ::pwrite(file, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+        if (count < 0 && errno == EINTR) continue;
+        if (count < 0) return LastError();
+        bytes = bytes.subspan(static_cast<std::size_t>(count));
+        offset += static_cast<std::uint64_t>(count);
+    }
+    return {};
+}
+
+SystemError OverwriteInFile(const Text& path, std::uint64_t offset, std::span<const std::byte> bytes) {
+    const Descriptor file(::open(NativePath(path).c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (!file) return LastError();
+    if (const SystemError error = WriteAt(file.get(), offset, bytes); error.failed()) return error;
+    return ::fsync(file.get()) == 0 ? SystemError{} : LastError();
+}
+
 SystemError RemoveFile(const Text& path) {
     return ::unlink(NativePath(path).c_str()) == 0 ? SystemError{} : LastError();
 }

@@ -1,6 +1,9 @@
 #pragma once
 
 #include <cerrno>
+#include <cstddef>
+#include <cstdint>
+#include <span>
 #include <string>
 
 #include "base/Text.h"
@@ -15,5 +18,8 @@ inline SystemError LastError() { return {static_cast<std::uint32_t>(errno)}; }
 inline std::string NativePath(TextView path) {
     return path.find(u'\0') == TextView::npos ? ToUtf8(path) : std::string();
 }
+
+/// Writes all of the bytes at an offset of an open file.
+SystemError WriteAt(int file, std::uint64_t offset, std::span<const std::byte> bytes);
 
 }  // namespace tovlark

@@ -207,6 +207,10 @@ SystemError NewFile::write(std::span<const std::byte> bytes) {
     return {};
 }
 
+SystemError NewFile::rewrite(std::uint64_t offset, std::span<const std::byte> bytes) {
+    return WriteAt(state_->file.get(), offset, bytes);
+}
+
 SystemError NewFile::append(const InputFile& source, std::uint64_t offset, std::uint64_t sizeBytes,
                             std::uint64_t& copiedCount) {
     constexpr std::uint64_t kMostAtOnce = 1 << 30;

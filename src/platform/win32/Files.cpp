@@ -172,6 +172,29 @@ SystemError AppendToFile(const Text& path, std::span<const std::byte> bytes) {
     return {};
 }
 
+SystemError WriteAt(HANDLE file, std::uint64_t offset, std::span<const std::byte> bytes) {
+    constexpr std::size_t kMostAtOnce = 1 << 30;
+    while (!bytes.empty()) {
+        OVERLAPPED place{};
+        place.Offset = static_cast<DWORD>(offset);
+        place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+        DWORD count = 0;
+        const DWORD wanted = static_cast<DWORD>(std::min(bytes.size(), kMostAtOnce));
+        if (!::WriteFile(file, bytes.data(), wanted, &count, &place)) return LastError();
+        bytes = bytes.subspan(count);
+        offset += count;
+    }
+    return {};
+}
+
+SystemError OverwriteInFile(const Text& path, std::uint64_t offset, std::span<const std::byte> bytes) {
+    const Handle file = OwnHandle(::CreateFileW(NativePath(path).c_str(), GENERIC_WRITE, kShareAll, nullptr,
+                                                OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file) return LastError();
+    if (const SystemError error = WriteAt(file.get(), offset, bytes); error.failed()) return error;
+    return ::FlushFileBuffers(file.get()) ? SystemError{} : LastError();
+}
+
 SystemError RemoveFile(const Text& path) {
     return ::DeleteFileW(NativePath(path).c_str()) ? SystemError{} : LastError();
 }

@@ -108,6 +108,15 @@ SystemError NewFile::write(std::span<const std::byte> bytes) {
     return {};
 }
 
+SystemError NewFile::rewrite(std::uint64_t offset, std::span<const std::byte> bytes) {
+    const LARGE_INTEGER start{};
+    LARGE_INTEGER end{};
+    if (!::SetFilePointerEx(state_->file.get(), start, &end, FILE_CURRENT)) return LastError();
+    const SystemError error = WriteAt(state_->file.get(), offset, bytes);
+    // A write at an offset moves the file's own position too.
+    return ::SetFilePointerEx(state_->file.get(), end, nullptr, FILE_BEGIN) || error.failed() ? error : LastError();
+}
+
 SystemError NewFile::append(const InputFile& source, std::uint64_t offset, std::uint64_t sizeBytes,
                             std::uint64_t& copiedCount) {
     copiedCount = 0;
