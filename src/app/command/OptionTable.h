@@ -21,6 +21,7 @@ enum class Parameter : std::uint8_t {
 /// Rows that the usage text leaves out tell nothing about their parameters.
 struct OptionRow {
     TextView word;
+    TextView syntax;  // of what follows the word; empty where nothing does, or the handler itself tells it
     Handler handler;
     Parameter first = Parameter::None, second = Parameter::None;
     std::vector<Text> (*choices)() = nullptr;

@@ -1,6 +1,9 @@
 #include "app/command/ParseCommandLine.h"
 
 #include <algorithm>
+#include <numeric>
+#include <utility>
+#include <vector>
 
 #include "app/command/OptionTable.h"
 
@@ -10,8 +13,46 @@ namespace {
 
 constexpr TextView kCurrentFolderWord = u"-wd", kEventWord = u"-evt";
 
-Status Fail(CommandContext& context, TextId text, const Text& word) {
-    context.task.session.printError(text, {word});
+constexpr std::size_t kFurthest = 2;  // edits between a word and what was typed for it
+
+/// Edits (a character put in, left out or changed) that make one word of the other (Levenshtein).
+std::size_t EditsBetween(TextView left, TextView right) {
+    std::vector<std::size_t> row(right.size() + 1);
+    std::iota(row.begin(), row.end(), std::size_t{0});
+    for (std::size_t index = 0; index < left.size(); ++index) {
+        std::size_t diagonal = std::exchange(row[0], index + 1);
+        for (std::size_t column = 0; column < right.size(); ++column) {
+            const std::size_t changed = diagonal + (left[index] != right[column]);
+            diagonal = row[column + 1];
+            row[column + 1] = std::min({row[column] + 1, diagonal + 1, changed});
+        }
+    }
+    return row.back();
+}
+
+Status RefuseUnknown(CommandContext& context, const Text& word) {
+    ConsoleSession& session = context.task.session;
+    session.printError(TextId::UnrecognizedParameter, {word});
+    const auto distance = [&](const OptionRow& row) {
+        return word.size() > 100 ? word.size() : EditsBetween(UpperCase(row.word), UpperCase(word));
+    };
+    const auto nearest = std::ranges::min_element(AllOptions(), {}, distance);
+    if (distance(*nearest) <= kFurthest && distance(*nearest) < nearest->word.size() - 1)
+        session.printError(TextId::DidYouMean, {nearest->word});
+    else
+        session.printError(TextId::SeeUsage);
+    return Status::Failed;
+}
+
+Status RefuseParameter(CommandContext& context, const OptionRow& row) {
+    ConsoleSession& session = context.task.session;
+    session.printError(TextId::BadParameter, {row.word});
+    if (row.handler == Reject)
+        session.printError(TextId::NotOnCommandLine, {row.word});
+    else if (!row.word.starts_with(u'-') && context.request.command != CommandKind::None)
+        session.printError(TextId::OneCommandOnly);
+    else if (!row.syntax.empty())
+        session.printError(TextId::SyntaxOf, {row.word, row.syntax});
     return Status::Failed;
 }
 
@@ -35,18 +76,19 @@ Status ParseCommandLine(CommandContext& context) {
     }
     if (words.size() > 2 && words[words.size() - 2] == kCurrentFolderWord) {
         const Words folder = words.last(2);
-        if (CurrentFolderSwitch(context, folder) == 0) return Fail(context, TextId::BadParameter, folder[0]);
+        if (CurrentFolderSwitch(context, folder) == 0)
+            return RefuseParameter(context, *std::ranges::find(AllOptions(), kCurrentFolderWord, &OptionRow::word));
         words = words.first(words.size() - 2);
     }
     words = words.subspan(std::min(FirstCommandWord(context.words), words.size()));
     const std::span<const OptionRow> options = AllOptions();
     while (!words.empty() && !context.task.flags.cancel) {
         const auto row = std::ranges::find(options, TextView(words[0]), &OptionRow::word);
-        if (row == options.end()) return Fail(context, TextId::UnrecognizedParameter, words[0]);
+        if (row == options.end()) return RefuseUnknown(context, words[0]);
         const std::size_t taken = row->handler(context, words);
         if (context.endStatus) return *context.endStatus;
         if (context.task.flags.cancel) break;
-        if (taken == 0) return Fail(context, TextId::BadParameter, words[0]);
+        if (taken == 0) return RefuseParameter(context, *row);
         words = words.subspan(taken);
     }
     if (context.task.flags.cancel) TakeEventName(context, words);

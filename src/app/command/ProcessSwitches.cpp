@@ -30,9 +30,10 @@ constexpr TuningRow kTuning[] = {
 
 }  // namespace
 
-std::size_t CurrentFolderSwitch(CommandContext&, Words words) {
+std::size_t CurrentFolderSwitch(CommandContext& context, Words words) {
     if (words.size() < 2) return 0;
-    return words[1].empty() || !SetCurrentFolder(words[1]).failed() ? 2 : 0;
+    const SystemError error = words[1].empty() ? SystemError{} : SetCurrentFolder(words[1]);
+    return error.failed() ? Refuse(context, TextId::CannotOpenImage, {words[1], DescribeError(error)}) : 2;
 }
 
 std::size_t WindowSwitch(CommandContext& context, Words words) {

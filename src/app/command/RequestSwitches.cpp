@@ -102,8 +102,12 @@ std::size_t CommentFromFileSwitch(CommandContext& context, Words words) {
     std::string comment(ImageOptions::kCommentBytes, '\0');
     std::size_t readCount = 0;
     InputFile file;
-    if (file.open(words[1]).failed() || file.readAt(0, std::as_writable_bytes(std::span(comment)), readCount).failed())
-        return Refuse(context, TextId::CommentFileFailed, {words[1]});
+    SystemError error = file.open(words[1]);
+    if (!error.failed()) error = file.readAt(0, std::as_writable_bytes(std::span(comment)), readCount);
+    if (error.failed()) {
+        Refuse(context, TextId::CommentFileFailed, {words[1]});
+        return Refuse(context, TextId::CannotOpenImage, {words[1], DescribeError(error)});
+    }
     comment.resize(readCount);
     context.request.imageOptions.comment = std::move(comment);
     return 2;

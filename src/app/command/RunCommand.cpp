@@ -7,6 +7,7 @@
 #include "app/command/SourceImage.h"
 #include "app/command/Usage.h"
 #include "authoring/ImageWriter.h"
+#include "platform/Paths.h"
 #include "platform/Process.h"
 #include "readers/ExtractImage.h"
 #include "readers/ListImage.h"
@@ -58,11 +59,20 @@ Status RunCreateLanguageFile(CommandContext& context) {
     return Status::Ok;
 }
 
+/// True for the name of a kind of file that is no plain image, which people may expect to get.
+bool HasForeignSuffix(const Text& path) {
+    constexpr TextView kSuffixes[] = {u"7z",  u"zip", u"rar", u"gz",  u"xz",  u"bz2", u"tar",  u"dmg",
+                                      u"nrg", u"mdf", u"mds", u"cue", u"isz", u"vhd", u"vmdk", u"wim"};
+    const TextView suffix = ExtensionOf(path);
+    return std::ranges::any_of(kSuffixes, [&](TextView known) { return EqualsIgnoringCase(known, suffix); });
+}
+
 /// Writes the compilation as the image file that the request asks for.
 Status SaveCompilation(CommandContext& context, const Text& path, ExistingOutput existing) {
     const auto type = EffectiveOutputType(context.request);
     if (type == OutputType::Psa) return NotInThisBuild(context, u"create (psa)");
     if (type == OutputType::Bin) return NotInThisBuild(context, u"create (bin)");
+    if (!type && HasForeignSuffix(path)) context.task.session.printLine(TextId::WrittenAsIso, {FileName(path)});
     if (context.request.imageOptions.isAnySet()) context.task.session.printLine(TextId::ImageOptionsUnused);
     return CreateImageFile(context.task, context.compilation, path, existing);
 }

@@ -60,6 +60,12 @@ enum class TextId : std::uint16_t {
     BootDestination,
     BootPartitionStyle,
     BootPartitionType,
+    DidYouMean,
+    SeeUsage,
+    SyntaxOf,
+    OneCommandOnly,
+    NotOnCommandLine,
+    WrittenAsIso,
     EditComesFirst,
     UsageFirst,  // the lines of the usage text, in order
     UsageLast = UsageFirst + 63,
