@@ -22,15 +22,28 @@ TEST(Checksum, GivesTheCrcOfEcma167) {
     EXPECT_EQ(Crc16(BytesOf("123456789")), 0x31C3u);
 }
 
+TEST(Checksum, GivesTheDigestOfRfc1321) {
+    Md5Stream stream;
+    EXPECT_EQ(stream.value()[0], 0xD4);
+    stream.add(BytesOf("abc"));
+    EXPECT_EQ(stream.value(), (Md5Digest{0x90, 0x01, 0x50, 0x98, 0x3C, 0xD2, 0x4F, 0xB0, 0xD6, 0x96, 0x3F, 0x7D, 0x28,
+                                         0xE1, 0x7F, 0x72}));
+}
+
 TEST(Checksum, IsTheSameInPieces) {
     std::string text;
     for (int index = 0; index < 5000; ++index) text.push_back(static_cast<char>(index * 7));
     Crc32Stream stream;
+    Md5Stream digests;
     std::size_t position = 0;
     for (std::size_t length = 0; position < text.size(); ++length) {
         const std::string piece = text.substr(position, length);
         stream.add(BytesOf(piece));
         position += piece.size();
+        digests.add(BytesOf(piece));
+        Md5Stream whole;
+        whole.add(BytesOf(text.substr(0, position)));
+        ASSERT_EQ(digests.value(), whole.value()) << position;
         ASSERT_EQ(stream.value(), Crc32(BytesOf(text.substr(0, position)))) << position;
     }
 }

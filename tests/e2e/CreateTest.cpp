@@ -28,7 +28,10 @@ class Create : public testing::Test {
 protected:
     ProgramEnd create(std::vector<std::string> arguments, std::string input = {}) {
         arguments.insert(arguments.begin(), "create");
-        return RunProgram({.words = OurProgram("tvcmd", arguments), .input = std::move(input), .folder = out_.path()});
+        return RunProgram({.words = OurProgram("tvcmd", arguments),
+                           .input = std::move(input),
+                           .environment = {{"XDG_CONFIG_HOME", settings_.path()}},
+                           .folder = out_.path()});
     }
     std::string tree() const { return tree_.path().string(); }
     std::string image() const { return (out_ / "x.iso").string(); }
@@ -73,7 +76,7 @@ protected:
         return work_ / name;
     }
 
-    TempFolder tree_, out_, work_;
+    TempFolder tree_, out_, work_, settings_;
 };
 
 TEST_F(Create, OthersReadBackWhatWasAdded) {
@@ -128,6 +131,32 @@ TEST_F(Create, UdfStandsBesideIsoAndHoldsTheSameFiles) {
           "start=" + last + ", blocks=1, type=ANCHOR"})
         EXPECT_THAT(information, HasSubstr(line));
     EXPECT_LT(std::filesystem::file_size(image()), 10u << 20);
+}
+
+TEST_F(Create, ImplantedChecksumIsWhatCheckersWant) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "settings belong to the system there";
+    settings_.write("tovlark/tovlark.ini", "[Settings]\nImplantChecksum=1\n");
+    fillTree();
+    const auto isIntact = [this] {
+        return RunProgram({.words = {"checkisomd5", image()}, .environment = {{"LC_ALL", "C"}}}).status == 0;
+    };
+    const auto area = [this] {
+        const std::string text = out_.read("x.iso").substr(33'651, 512);
+        return text.substr(0, text.find_last_not_of("; ") + 1);
+    };
+    for (const char* udf : {"off", "on"}) {
+        ASSERT_EQ(create({"-y", "-o", image(), "-add", tree() + "/.", "/", "-udf", udf}).status, 0);
+        EXPECT_TRUE(isIntact());
+        const std::string ours = area();
+        EXPECT_THAT(ours, HasSubstr("RHLISOSTATUS=0;FRAGMENT SUMS = "));
+        RunForeign({"implantisomd5", "--force", image()});
+        EXPECT_EQ(area(), ours);
+        EXPECT_TRUE(isIntact());
+    }
+    std::string bytes = out_.read("x.iso");
+    bytes[bytes.size() / 2] ^= 1;
+    out_.write("x.iso", bytes);
+    EXPECT_FALSE(isIntact());
 }
 
 TEST_F(Create, FileSystemSwitchesChooseTheTrees) {
