@@ -97,8 +97,50 @@ def check_copy(path: str, made: trees.Made) -> None:
     expect(os.path.getsize(path) == made.distinct_bytes, "the copy has another size")
 
 
-OURS = Program("tvcmd create", lambda tree, out: [f"{PROGRAMS}/tvcmd", "create", "-y", "-o", out, "-add", f"{tree}/.", "/"],
-               check_own_image)
+def check_listing(path: str, made: trees.Made) -> None:
+    with open(path, "rb") as lines:
+        listed = sum(1 for _ in lines)
+    expect(listed >= made.files, f"{listed} lines were printed for {made.files} files")
+
+
+def check_image_copy(path: str, made: trees.Made) -> None:
+    expect(os.path.getsize(path) >= made.distinct_bytes, "the copy is smaller than the files")
+
+
+def check_implanted(path: str, made: trees.Made) -> None:
+    check_image(path, made)
+    done = subprocess.run(["checkisomd5", path], stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, check=False)
+    expect(done.returncode == 0, "checkisomd5 finds another checksum than the implanted one")
+
+
+def check_digest(path: str, _: trees.Made) -> None:
+    expect(os.path.getsize(path) > 32, "no digest was printed")
+
+
+def create(tree: str, out: str, *switches: str) -> list:
+    return [f"{PROGRAMS}/tvcmd", "create", "-y", "-o", out, *switches, "-add", f"{tree}/.", "/"]
+
+
+def image_of(tree: str) -> str:
+    """The image that a row makes of its tree before it measures."""
+    return f"{tree}.iso"
+
+
+OURS = Program("tvcmd create", create, check_own_image)
+UDF = Program("tvcmd -udf on", lambda tree, out: create(tree, out, "-udf", "on"), check_image)
+# With the settings that `main` makes beside the tree.
+IMPLANT = Program("tvcmd implanting", lambda tree, out: ["env", f"XDG_CONFIG_HOME={os.path.dirname(tree)}/implanting", *create(tree, out)],
+                  check_implanted)
+LIST = Program("tvcmd list", lambda tree, out: ["sh", "-c", '"$0" list "$1" / -r >"$2"', f"{PROGRAMS}/tvcmd", image_of(tree), out],
+               check_listing)
+EXTRACT = Program("tvcmd extract", lambda tree, out: [f"{PROGRAMS}/tvcmd", "extract", image_of(tree), "/", "-od", out], check_folder)
+EDIT = Program("tvcmd edit", lambda tree, out: [f"{PROGRAMS}/tvcmd", "edit", image_of(tree), "-o", out, "-add", __file__, "/"],
+               check_image)
+TAR_LIST = Program("bsdtar -tvf", lambda tree, out: ["sh", "-c", 'bsdtar -tvf "$0" >"$1"', image_of(tree), out], check_listing)
+TAR_EXTRACT = Program("bsdtar -x", lambda tree, out: ["sh", "-c", 'mkdir "$1" && bsdtar -xf "$0" -C "$1"', image_of(tree), out],
+                      check_folder)
+MD5 = Program("md5sum", lambda tree, out: ["sh", "-c", 'md5sum "$0" >"$1"', image_of(tree), out], check_digest)
+CP_IMAGE = Program("cp", lambda tree, out: ["cp", "--reflink=never", image_of(tree), out], check_image_copy)
 XORRISO = Program("xorriso", lambda tree, out: ["xorriso", "-as", "mkisofs", "-quiet", "-J", "-R", "-o", out, tree], check_image)
 GENISOIMAGE = Program("genisoimage", lambda tree, out: ["genisoimage", "-quiet", "-J", "-R", "-o", out, tree], check_image)
 TAR = Program("tar", lambda tree, out: ["tar", "cf", out, "-C", tree, "."], check_tar)
@@ -117,24 +159,39 @@ class Result:
     def median(self, program: Program, of: str) -> float:
         return statistics.median(getattr(run, of) for run in self.figures[program.name])
 
-    def ratio(self, peer: Program, of: str) -> float:
-        """The median over the rounds of ours against a peer; nan when one of them failed."""
-        if OURS.name in self.failures or peer.name in self.failures:
+    def ratio(self, peer: Program, of: str, program: Program = OURS) -> float:
+        """The median over the rounds of a program of ours against a peer; nan when one of them failed."""
+        if program.name in self.failures or peer.name in self.failures:
             return float("nan")
-        pairs = zip(self.figures[OURS.name], self.figures[peer.name])
+        pairs = zip(self.figures[program.name], self.figures[peer.name])
         return statistics.median(getattr(ours, of) / getattr(other, of) for ours, other in pairs)
 
 
+@dataclass(frozen=True)
+class Row:
+    shape: str  # of its tree
+    programs: tuple  # the first is the one that is measured against the others
+    of_image: bool = False  # the programs read an image of the tree
+    keeps_outputs: bool = False
+
+
 ALL = (OURS, TAR, XORRISO, GENISOIMAGE, CP)
+# Extracting comes first and deletes nothing between its rounds: ext4 leaves the number of a deleted file unused for a minute and searches
+# past all of those, which would be most of the time measured.
 ROWS = {
-    "small": ALL,
-    "home": ALL,
-    "deep": ALL,
-    "duplicates": ALL,
-    "clashing": ALL,
-    "large": ALL,
-    "copies": (OURS, COMPARE),
-    "million": (OURS, TAR),
+    "extract": Row("small", (EXTRACT, TAR_EXTRACT), of_image=True, keeps_outputs=True),
+    "list": Row("small", (LIST, TAR_LIST), of_image=True),
+    "small": Row("small", ALL),
+    "udf": Row("small", (UDF, OURS)),
+    "home": Row("home", ALL),
+    "deep": Row("deep", ALL),
+    "duplicates": Row("duplicates", ALL),
+    "clashing": Row("clashing", ALL),
+    "large": Row("large", ALL),
+    "edit": Row("large", (EDIT, CP_IMAGE), of_image=True),
+    "implant": Row("large", (IMPLANT, OURS, MD5), of_image=True),
+    "copies": Row("copies", (OURS, COMPARE)),
+    "million": Row("million", (OURS, TAR)),
 }
 STARTUP = "startup"
 
@@ -152,6 +209,12 @@ def seconds_a_file(result: Result) -> float:
 
 
 GOALS = (
+    Goal("extract", "wall against bsdtar -x", 1.3, lambda of: of["extract"].ratio(TAR_EXTRACT, "wall", EXTRACT)),
+    Goal("list", "wall against bsdtar -tvf", 2, lambda of: of["list"].ratio(TAR_LIST, "wall", LIST)),
+    Goal("udf", "wall against without", 1.15, lambda of: of["udf"].ratio(OURS, "wall", UDF)),
+    Goal("implant", "wall against the slower of both", 1.1,
+         lambda of: min(of["implant"].ratio(peer, "wall", IMPLANT) for peer in (OURS, MD5))),
+    Goal("edit", "wall against cp", 1.15, lambda of: of["edit"].ratio(CP_IMAGE, "wall", EDIT)),
     Goal("small", "wall against tar", 1.3, lambda of: of["small"].ratio(TAR, "wall")),
     Goal("small", "wall against xorriso", 1 / 3, lambda of: of["small"].ratio(XORRISO, "wall")),
     Goal("small", "wall against genisoimage", 1 / 3, lambda of: of["small"].ratio(GENISOIMAGE, "wall")),
@@ -229,62 +292,77 @@ def measure(program: Program, tree: str, out: str, environment: dict) -> Figures
     return Figures(wall, settled, cpu, memory, phases)
 
 
-def need_space(shape: str, folder: str, scale: float) -> None:
-    files, size = trees.planned(shape, scale)
+def need_space(row: Row, folder: str, scale: float, rounds: int) -> None:
+    files, size = trees.planned(row.shape, scale)
     state = os.statvfs(folder)
-    # The tree and one output, cp's being as large, folders and some room to work.
-    wanted = 2.1 * size + 1024 * files + 64 * MB
+    # The tree, its image and one output, cp's being as large, folders and some room to work.
+    outputs = (rounds + 1) * len(row.programs) if row.keeps_outputs else 1
+    wanted = (1.1 + row.of_image + outputs) * size + (1024 if outputs == 1 else 4096 * outputs) * files + 64 * MB
     free = state.f_bavail * state.f_frsize
     expect(free >= wanted, f"needs {wanted / 1e9:.1f} GB in {folder}, {free / 1e9:.1f} GB are free")
-    expect(state.f_files == 0 or state.f_favail > 2.2 * files, f"needs room for {2.2 * files:.0f} files in {folder}")
+    wanted_files = (1.2 + outputs) * files
+    expect(state.f_files == 0 or state.f_favail > wanted_files, f"needs room for {wanted_files:.0f} files in {folder}")
 
 
-def run_row(shape: str, folder: str, scale: float, rounds: int, environment: dict) -> Result:
-    need_space(shape, folder, scale)
-    tree, out = f"{folder}/tree", f"{folder}/out"
-    programs = ROWS[shape]
+def run_row(row: Row, folder: str, scale: float, rounds: int, environment: dict) -> Result:
+    need_space(row, folder, scale, rounds)
+    tree, made = f"{folder}/tree", []
+
+    def next_output() -> str:
+        made.append(f"{folder}/out{len(made)}")
+        return made[-1]
+
+    def done_with(out: str) -> None:
+        if not row.keeps_outputs:
+            remove(out)
+
     try:
-        result = Result(trees.make(shape, tree, scale))
+        result = Result(trees.make(row.shape, tree, scale))
+        if row.of_image:
+            subprocess.run(create(tree, image_of(tree), "-udf", "on"), stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, env=environment,
+                           check=True)
         os.sync()
-        for program in programs:
+        for program in row.programs:
+            out = next_output()
             try:
                 measure(program, tree, out, environment)
                 program.check(out, result.made)
                 result.figures[program.name] = []
             except Wrong as reason:
                 result.failures[program.name] = str(reason)
-            remove(out)
-        turn = [program for program in programs if program.name in result.figures]
+            done_with(out)
+        turn = [program for program in row.programs if program.name in result.figures]
         for number in range(rounds if turn else 0):
             for program in turn[number % len(turn):] + turn[:number % len(turn)]:
+                out = next_output()
                 os.sync()
                 result.figures[program.name].append(measure(program, tree, out, environment))
-                remove(out)
+                done_with(out)
     finally:
-        remove(out)
-        remove(tree)
+        for path in (*made, image_of(tree), tree):
+            remove(path)
     return result
 
 
-def print_row(shape: str, result: Result) -> None:
-    made = result.made
-    print(f"\n{shape}: {trees.SHAPES[shape].words}\n  {made.files:,} files, {made.folders:,} folders, {made.bytes / 1e9:.3f} GB, "
+def print_row(name: str, result: Result) -> None:
+    row, made = ROWS[name], result.made
+    print(f"\n{name}: {trees.SHAPES[row.shape].words}\n  {made.files:,} files, {made.folders:,} folders, {made.bytes / 1e9:.3f} GB, "
           f"{made.distinct_bytes / 1e9:.3f} GB without repetitions")
     widths = (8, 8, 8, 8, 8, 8, 10)
-    print(f"  {'':<13} " + " ".join(f"{head:>{width}}" for head, width in zip(("wall", "ours", "on disk", "ours", "CPU", "ours", "peak"), widths)))
-    for program in ROWS[shape]:
+    print(f"  {'':<16} " + " ".join(f"{head:>{width}}" for head, width in zip(("wall", "ours", "on disk", "ours", "CPU", "ours", "peak"), widths)))
+    for program in row.programs:
         if program.name in result.failures:
-            print(f"  {program.name:<13} cannot: {result.failures[program.name]}")
+            print(f"  {program.name:<16} cannot: {result.failures[program.name]}")
             continue
         cells = []
         for of in ("wall", "settled", "cpu"):
             cells.append(f"{result.median(program, of):.2f} s")
-            cells.append("" if program is OURS else f"{result.ratio(program, of):.2f} x")
+            cells.append("" if program is row.programs[0] else f"{result.ratio(program, of, row.programs[0]):.2f} x")
         cells.append(f"{result.median(program, 'memory') / MB:.1f} MB")
-        print(f"  {program.name:<13} " + " ".join(f"{cell:>{width}}" for cell, width in zip(cells, widths)))
-    if OURS.name in result.figures:
-        runs = result.figures[OURS.name]
-        spent = (f"{name.lower()} {statistics.median(run.phases.get(name, 0) for run in runs):.2f} s" for name in runs[0].phases)
+        print(f"  {program.name:<16} " + " ".join(f"{cell:>{width}}" for cell, width in zip(cells, widths)))
+    runs = result.figures.get(OURS.name, [])
+    if runs:
+        spent = (f"{phase} {statistics.median(run.phases.get(phase, 0) for run in runs):.2f} s" for phase in runs[0].phases)
         print("  steps of tvcmd create: " + ", ".join(spent), flush=True)
 
 
@@ -318,7 +396,7 @@ def print_goals(results: dict, scale: float) -> None:
         except KeyError:
             continue
         verdict = "not measured" if math.isnan(value) else "met" if value <= goal.limit else "MISSED"
-        lines.append(f"  {goal.row + ': ' + goal.what:<36} {value:8.2f}   at most {goal.limit:8.2f}   {verdict}")
+        lines.append(f"  {goal.row + ': ' + goal.what:<41} {value:8.2f}   at most {goal.limit:8.2f}   {verdict}")
     if lines:
         print("\nGoals" + ("" if scale == 1 else f" (meant for scale 1, this is {scale:g})"), *lines, sep="\n")
 
@@ -346,20 +424,22 @@ def main() -> int:
     work = tempfile.mkdtemp(prefix="tovlark-bench-", dir=words.folder)
     # Nobody's settings: those of a fresh user, and no locale.
     environment = {**os.environ, "XDG_CONFIG_HOME": f"{work}/settings", "LC_ALL": "C.UTF-8"}
+    subprocess.run([f"{PROGRAMS}/tvset", "set", "ImplantChecksum", "1"], env={**environment, "XDG_CONFIG_HOME": f"{work}/implanting"},
+                   stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, check=True)
     print(machine(words.folder))
     print("wall: until the program ends; on disk: until its output is, too; CPU: user and system, of all processes;\n"
-          f"peak: memory of the largest process; ours: what tvcmd takes of it. Medians of {words.rounds}.")
+          f"peak: memory of the largest process; ours: what the first line's program takes of it. Medians of {words.rounds}.")
     results, status = {}, 0
     try:
-        for shape in (shape for shape in ROWS if shape in words.rows):
+        for name in (name for name in ROWS if name in words.rows):
             try:
-                results[shape] = run_row(shape, work, words.scale, words.rounds, environment)
-            except Wrong as reason:
-                print(f"\n{shape}: {reason}")
+                results[name] = run_row(ROWS[name], work, words.scale, words.rounds, environment)
+            except (Wrong, subprocess.CalledProcessError) as reason:
+                print(f"\n{name}: {reason}")
                 status = 1
                 continue
-            print_row(shape, results[shape])
-            if OURS.name in results[shape].failures:
+            print_row(name, results[name])
+            if ROWS[name].programs[0].name in results[name].failures:
                 status = 1
         if STARTUP in words.rows:
             results[STARTUP] = run_startup(words.rounds, environment)
