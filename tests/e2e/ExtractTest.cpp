@@ -71,6 +71,54 @@ TEST_F(Extract, RestoresWhatWasRecorded) {
     EXPECT_THAT(gone.output, HasSubstr("Cannot find the object: /q\r\n"));
 }
 
+TEST_F(Extract, ReadsEveryKindOfTree) {
+    makeTree();
+    foreign({"chmod", "-R", "u+w", "tree"});
+    foreign({"rm", "tree/a/etc"});  // Joliet has no links
+    const std::vector<std::string> ours = {"create", "-y", "-o", "x.iso", "-add", "tree/.", "/"};
+    const std::vector<std::string> writers[] = {{"-udf", "on"}, {"-udf", "on", "-joliet", "0"}, {}};
+    for (const std::vector<std::string>& switches : writers) {
+        if (switches.empty()) {
+            foreign({"genisoimage", "-quiet", "-J", "-o", "x.iso", "tree"});
+        } else {
+            std::vector<std::string> words = ours;
+            words.insert(words.begin() + 4, switches.begin(), switches.end());
+            ASSERT_EQ(run(words).status, 0);
+        }
+        EXPECT_EQ(run({"extract", "x.iso", "/", "-od", "out"}).status, 0);
+        foreign({"diff", "-r", "tree", "out"});
+        foreign({"sh", "-c", "chmod -R u+w out; rm -r out"});
+    }
+}
+
+TEST_F(Extract, SavesWhatDamageLeaves) {
+    makeTree();
+    makeImage("genisoimage");
+    // The data of the large file comes last but for the padding.
+    std::filesystem::resize_file(work_ / "x.iso", std::filesystem::file_size(work_ / "x.iso") - 1'000'000);
+    const ProgramEnd end = run({"extract", "x.iso", "/", "-od", "out"});
+    EXPECT_EQ(end.status, kFailed);
+    EXPECT_THAT(end.output, HasSubstr("\"y\" lies beyond the end of the image"));
+    EXPECT_EQ(foreign({"cat", "out/a/x.txt"}), "hello");
+    EXPECT_EQ(foreign({"find", "out", "-name", "y"}), "");
+}
+
+TEST_F(Extract, EndsInAnImageThatContainsItself) {
+    work_.write("tree/CYCLE/FILE", "once");
+    foreign({"genisoimage", "-quiet", "-o", "x.iso", "tree"});
+    std::ifstream in(work_ / "x.iso", std::ios::binary);
+    std::string bytes{std::istreambuf_iterator<char>(in), {}};
+    // In the record of the folder: where its bytes are, 31 bytes before its name (ECMA-119 9.1), becomes the root's.
+    constexpr std::size_t kRootRecord = 16 * 2048 + 156;
+    const std::size_t root = 2048 * static_cast<std::size_t>(static_cast<unsigned char>(bytes[kRootRecord + 2]));
+    const std::size_t name = bytes.find("CYCLE", root);
+    ASSERT_LT(name, root + 2048);
+    bytes.replace(name - 31, 8, bytes.substr(kRootRecord + 2, 8));
+    work_.write("x.iso", bytes);
+    EXPECT_EQ(run({"extract", "x.iso", "/", "-od", "out"}).status, kFailed);
+    EXPECT_EQ(foreign({"find", "out", "-mindepth", "2"}), "");
+}
+
 TEST_F(Extract, ListsFoldersLineByLine) {
     makeTree();
     makeImage("genisoimage");

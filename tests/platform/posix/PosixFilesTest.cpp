@@ -214,5 +214,19 @@ TEST(PosixFiles, CutsTemporaryNamesBetweenCharacters) {
     EXPECT_TRUE(name.ends_with(u"é.4194304-0.part"));
 }
 
+TEST(PosixFiles, OpenNoFolderThroughALink) {
+    const TempFolder folder;
+    folder.write("real/file", "");
+    std::filesystem::create_directory_symlink("real", folder / "link");
+    OpenFolder above, below;
+    ASSERT_FALSE(above.open(folder.path().u16string()).failed());
+    EXPECT_FALSE(below.open(above, u"real").failed());
+    EXPECT_TRUE(below.open(above, u"link").failed());
+    EXPECT_TRUE(above.finishFolder(u"link", 0700, {}).failed());
+    FileInfo info;
+    ASSERT_FALSE(above.examine(u"link", info).failed());
+    EXPECT_EQ(info.kind, FileKind::SymbolicLink);
+}
+
 }  // namespace
 }  // namespace tovlark

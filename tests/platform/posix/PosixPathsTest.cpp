@@ -26,6 +26,27 @@ TEST(PosixPaths, ResolvesByWords) {
     EXPECT_FALSE(IsAbsolutePath(u"C:\\x"));
 }
 
+TEST(PosixPaths, MakesRecordedNamesHarmless) {
+    struct Case {
+        Text recorded, local;
+    };
+    const Case cases[] = {{u"plain name.txt", u"plain name.txt"},
+                          {u"", u"_"},
+                          {u".", u"_"},
+                          {u"..", u"__"},
+                          {u"...", u"..."},
+                          {u"../../etc/passwd", u".._.._etc_passwd"},
+                          {u"a\n\x1B[1mb", u"a__[1mb"},
+                          {Text(u"a\0b", 3), u"a_b"},
+                          {u"con", u"con"},
+                          {Text(300, u'n'), Text(255, u'n')},
+                          {Text(100, u'\u4E16'), Text(85, u'\u4E16')}};
+    for (const Case& row : cases) EXPECT_EQ(LocalName(row.recorded), row.local);
+    EXPECT_NE(LocalNameKey(u"a"), LocalNameKey(u"A"));
+    EXPECT_EQ(CutName(u"a\U0001F4BF", 4), u"a");  // never half a character
+    EXPECT_EQ(CutName(u"a\U0001F4BF", 5), u"a\U0001F4BF");
+}
+
 // Sets a variable of the environment for one scope.
 class Variable {
 public:

@@ -6,6 +6,26 @@
 namespace tovlark {
 namespace {
 
+TEST(WindowsPaths, MakesRecordedNamesHarmless) {
+    struct Case {
+        TextView recorded, local;
+    };
+    const Case cases[] = {{u"..", u"__"},
+                          {u"...", u".._"},
+                          {u"..\\..\\x", u".._.._x"},
+                          {u"C:stream", u"C_stream"},
+                          {u"a<b>|?*\"", u"a_b_____"},
+                          {u"blank ", u"blank_"},
+                          {u"nul", u"_nul"},
+                          {u"Con .txt", u"_Con .txt"},
+                          {u"COM1.log", u"_COM1.log"},
+                          {u"lpt\u00B2", u"_lpt\u00B2"},
+                          {u"COM10", u"COM10"},
+                          {u"console", u"console"}};
+    for (const Case& row : cases) EXPECT_EQ(LocalName(row.recorded), row.local);
+    EXPECT_EQ(LocalNameKey(u"\u00E4a"), LocalNameKey(u"\u00C4A"));
+}
+
 TEST(WindowsPaths, KnowsEveryKindOfRoot) {
     struct Case {
         TextView path;
