@@ -41,7 +41,7 @@ struct DriveLetter {
 struct DriveMap {
     const SettingsStore& settings;
     const Clock& clock;
-    MessageLog* commandLog = nullptr;   // where commands are logged; null: nowhere
+    MessageLog* commandLog = nullptr;        // where commands are logged; null: nowhere
     std::vector<DeviceSource> sources = {};  // beneath `SendCommand`, beside the system's devices
     std::vector<SystemDrive> (*systemDrives)() = &ListSystemDrives;
 };

@@ -5,36 +5,23 @@
 #include <functional>
 #include <vector>
 
-#include "app/session/MessageLog.h"
-#include "base/Clock.h"
 #include "optical/Drive.h"
 #include "optical/SendCommand.h"
+#include "support/FakeSession.h"
 
 namespace tovlark {
 
 using ByteList = std::vector<std::uint8_t>;
 
-/// Time that passes only when it is slept away.
-struct FakeTime {
-    std::uint64_t slept = 0;
-    std::size_t sleeps = 0;
-    Clock clock{this, [](void* self) { return static_cast<FakeTime*>(self)->slept; },
-                [](void* self, std::uint32_t milliseconds) {
-                    static_cast<FakeTime*>(self)->slept += milliseconds;
-                    ++static_cast<FakeTime*>(self)->sleeps;
-                },
-                [](void*) -> UnixSeconds { return 0; }, [](void*, UnixSeconds) -> std::int32_t { return 0; }};
-};
-
 /// What a device answers to one command.
-struct Answer {
+struct DriveAnswer {
     ByteList data = {};
     Sense sense = {};
     std::uint8_t status = 0;
     std::uint32_t error = 0;
 };
 
-inline Answer Refused(Sense sense) { return {.sense = sense, .status = 2}; }
+inline DriveAnswer Refused(Sense sense) { return {.sense = sense, .status = 2}; }
 
 /// An open drive whose device answers what a test says, and remembers what was sent.
 struct FakeDrive {
@@ -45,24 +32,23 @@ struct FakeDrive {
         DataDirection direction;
     };
 
-    std::function<Answer(const Sent&)> answer = [](const Sent&) { return Answer{}; };
+    std::function<DriveAnswer(const Sent&)> answer = [](const Sent&) { return DriveAnswer{}; };
     std::vector<Sent> sent;
     std::vector<VolumeControl> controls;
     std::function<std::uint32_t(VolumeControl)> control = [](VolumeControl) { return 0u; };
-    FakeTime time;
-    MessageLog log{time.clock};
-    OpenedDrive opened{DriveRecord{.device = {this, &send, &sendControl, nullptr}, .clock = &time.clock}};
+    FakeSession around;
+    OpenedDrive opened{DriveRecord{.device = {this, &send, &sendControl, nullptr}, .clock = &around.clock}};
     Drive drive = opened.get();
 
     static SystemError send(void* self, PassThrough& command) {
-        FakeDrive& fake = *static_cast<FakeDrive*>(self);
+        FakeDrive& owner = *static_cast<FakeDrive*>(self);
         Sent sent{{}, {}, command.timeoutSeconds, command.sense.size(), command.direction};
         for (const std::byte byte : command.cdb) sent.cdb.push_back(std::to_integer<std::uint8_t>(byte));
         if (command.direction == DataDirection::Out)
             for (std::uint32_t index = 0; index < command.dataBytes; ++index)
                 sent.data.push_back(std::to_integer<std::uint8_t>(command.data[index]));
-        fake.sent.push_back(sent);
-        const Answer answer = fake.answer(sent);
+        owner.sent.push_back(sent);
+        const DriveAnswer answer = owner.answer(sent);
         command.scsiStatus = answer.status;
         if (answer.error != 0) return {answer.error};
         if (command.direction == DataDirection::In) {
@@ -85,7 +71,7 @@ struct FakeDrive {
 
     std::vector<Text> lines() const {
         std::vector<Text> texts;
-        for (const MessageLog::Line& line : log.lines()) texts.push_back(line.text);
+        for (const MessageLog::Line& line : around.log.lines()) texts.push_back(line.text);
         return texts;
     }
 };

@@ -34,7 +34,7 @@ TEST(SendCommand, SendsNothingThatIsMalformed) {
     };
     for (const RefusedCase& each : cases) {
         FakeDrive fake;
-        fake.drive.record->log = &fake.log;
+        fake.drive.record->log = &fake.around.log;
         std::byte buffer[64], sense[18];
         std::uint32_t length = each.length;
         EXPECT_FALSE(SendCommand(fake.drive, {.cdb = std::as_bytes(std::span(each.cdb)),
@@ -58,16 +58,16 @@ TEST(SendCommand, KeepsTheCodesOfAFailureUntilTheNextCommand) {
     EXPECT_EQ(GetLastSense(fake.drive).triple(), 0x052400u);
     EXPECT_EQ(GetLastScsiStatus(fake.drive), 2);
 
-    fake.answer = [](const auto&) { return Answer{.error = 0x10079}; };
+    fake.answer = [](const auto&) { return DriveAnswer{.error = 0x10079}; };
     EXPECT_FALSE(SendPlain(fake.drive, ReserveTrack(1)));
     EXPECT_EQ(GetLastDriveError(fake.drive), 0xFF530079u ^ 0x3C5A3C5Au);
     EXPECT_EQ(GetLastSense(fake.drive), Sense{});
 
-    fake.answer = [](const auto&) { return Answer{.status = 8}; };
+    fake.answer = [](const auto&) { return DriveAnswer{.status = 8}; };
     EXPECT_FALSE(SendPlain(fake.drive, TestUnitReady())) << "a status without sense data is a failure too";
     EXPECT_EQ(GetLastScsiStatus(fake.drive), 8);
 
-    fake.answer = [](const auto&) { return Answer{}; };
+    fake.answer = [](const auto&) { return DriveAnswer{}; };
     EXPECT_TRUE(SendPlain(fake.drive, TestUnitReady()));
     EXPECT_EQ(GetLastDriveError(fake.drive), 0u);
 }
@@ -102,8 +102,8 @@ TEST(SendCommand, CopiesSenseDataAsLongAsTheyAreButNoLonger) {
 
 TEST(SendCommand, LogsWhatAReaderNeedsAndNoMore) {
     FakeDrive fake;
-    fake.drive.record->log = &fake.log;
-    fake.answer = [](const auto&) { return Answer{.data = {0xAB, 0xCD}}; };
+    fake.drive.record->log = &fake.around.log;
+    fake.answer = [](const auto&) { return DriveAnswer{.data = {0xAB, 0xCD}}; };
     std::byte buffer[8];
     ReplyView reply;
     EXPECT_TRUE(SendPlain(fake.drive, TestUnitReady()));
@@ -115,7 +115,7 @@ TEST(SendCommand, LogsWhatAReaderNeedsAndNoMore) {
     EXPECT_TRUE(SendData(fake.drive, Write10(Lba{16}, 1), buffer));
     fake.answer = [](const auto&) { return Refused({2, 0x3A, 0}); };
     EXPECT_FALSE(SendPlain(fake.drive, Blank(0, 0, Immed::Yes)));
-    fake.answer = [](const auto&) { return Answer{.error = 5}; };
+    fake.answer = [](const auto&) { return DriveAnswer{.error = 5}; };
     EXPECT_FALSE(SendPlain(fake.drive, SetCdSpeed(0xFFFF, 0xFFFF)));
     EXPECT_THAT(
         fake.lines(),
