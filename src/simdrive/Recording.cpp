@@ -1,0 +1,406 @@
+// What shapes a disc: tracks, sessions, cue sheets, blanking and formatting.
+#include <algorithm>
+
+#include "simdrive/Drive.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::int32_t kCdPregap = 150, kRunOut = 2;
+constexpr std::uint64_t kOpcMilliseconds = 5000, kCloseTrackMilliseconds = 3000, kCloseSessionMilliseconds = 20000,
+                        kQuickMilliseconds = 25000;
+
+std::uint32_t RoundUp(std::uint32_t blocks, std::uint32_t multiple) {
+    return (blocks + multiple - 1) / multiple * multiple;
+}
+
+/// Milliseconds that writing every block of the disc takes.
+std::uint64_t WholeDiscTime(const SimDrive& drive) {
+    return std::uint64_t{drive.disc->state.blocks} * 2048 / std::max(WriteSpeedOf(drive), 1u);
+}
+
+bool IsTest(const SimDrive& drive) { return drive.rules().writeTypes != 0 && CurrentWriteParameters(drive).isTest; }
+
+/// The invisible track that comes behind what is recorded, if there is room for one.
+void AppendInvisible(DiscState& state, std::uint8_t session, std::int64_t first, std::uint32_t pregap) {
+    constexpr std::size_t kMostCdTracks = 99, kMostTracks = 153;
+    if (first >= state.blocks || state.tracks.size() >= (state.rules->isCd() ? kMostCdTracks : kMostTracks)) return;
+    state.tracks.push_back({.number = static_cast<std::uint8_t>(state.tracks.size() + 1),
+                            .session = session,
+                            .pregap = pregap,
+                            .first = static_cast<std::int32_t>(first),
+                            .size = state.blocks - static_cast<std::uint32_t>(first),
+                            .next = static_cast<std::int32_t>(first)});
+}
+
+bool IsInvisible(const DiscTrack& track) { return track.state == TrackState::Blank && !track.isReserved; }
+
+std::int64_t EndOf(const DiscTrack& track) { return std::int64_t{track.first} + track.size; }
+
+/// Erasing and formatting wear a disc out.
+Refusal Wear(SimDrive& drive) {
+    constexpr Refusal kEraseFailure{3, 0x51, 0x00};
+    if (drive.state().eraseCycles == 0) return kEraseFailure;
+    --drive.state().eraseCycles;
+    return {};
+}
+
+/// Takes over a state without data: kept first, so that no end of the process leaves data that are gone half.
+Refusal StartOver(SimDrive& drive, DiscState state) {
+    drive.disc->state = std::move(state);
+    drive.cues.clear();
+    drive.isTestWrite = false;
+    if (const Refusal refusal = Keep(drive)) return refusal;
+    ChooseWriteType(drive);
+    return drive.disc->clear().failed() ? kFileFailed : Refusal{};
+}
+
+struct DataForm {
+    std::uint8_t code, mode;
+    std::uint16_t blockBytes;  // that the host sends
+};
+
+// MMC-6 table 601; sub-channels of the host's are not taken.
+constexpr DataForm kDataForms[] = {{0x00, 0, 2352}, {0x01, 0, 0},    {0x10, 1, 2048}, {0x11, 1, 2352},
+                                   {0x14, 1, 0},    {0x20, 2, 2336}, {0x21, 2, 2352}, {0x24, 2, 0},
+                                   {0x30, 2, 2336}, {0x31, 2, 2352}, {0x34, 2, 0}};
+
+/// Reads the sheet's entries of tracks; false when they do not follow one another as they must.
+bool ParseCues(const Request& request, std::uint32_t sheetBytes, std::vector<CueRegion>& cues) {
+    constexpr std::uint32_t kEntryBytes = 8;
+    constexpr std::uint8_t kLeadOut = 0xAA;
+    bool isEnded = false;
+    for (std::uint32_t at = 0; at < sheetBytes; at += kEntryBytes) {
+        const std::uint8_t adr = request.dataAt(at) & 15, track = request.dataAt(at + 1),
+                           index = request.dataAt(at + 2);
+        if (isEnded || adr < 1 || adr > 3) return false;
+        if (adr != 1 || track == 0) continue;  // catalog number, ISRC, lead-in
+        const Msf time{request.dataAt(at + 5), request.dataAt(at + 6), request.dataAt(at + 7)};
+        const std::int32_t block = static_cast<std::int32_t>(ToLba(time));
+        if (time.second > 59 || time.frame > 74 || (!cues.empty() && block <= cues.back().first)) return false;
+        if (!cues.empty()) cues.back().end = block;
+        isEnded = track == kLeadOut;
+        if (isEnded) continue;
+        const auto form = std::ranges::find(kDataForms, request.dataAt(at + 3), &DataForm::code);
+        if (form == std::end(kDataForms) || track > 99 || index > 99) return false;
+        const bool isNewTrack = cues.empty() || track != cues.back().track;
+        if (isNewTrack && !cues.empty() && (track != cues.back().track + 1 || cues.back().index == 0)) return false;
+        if (isNewTrack ? index > 1 : index != cues.back().index + 1) return false;
+        cues.push_back({.track = track,
+                        .index = index,
+                        .control = static_cast<std::uint8_t>(request.dataAt(at) >> 4),
+                        .mode = form->mode,
+                        .blockBytes = form->blockBytes,
+                        .first = block,
+                        .end = block});
+    }
+    return isEnded && !cues.empty() && cues.back().index > 0;
+}
+
+/// The tracks that the regions make, none of them written yet; nothing when they do not fit the disc.
+std::optional<std::vector<DiscTrack>> PlanTracks(const DiscState& state, const std::vector<CueRegion>& cues) {
+    std::vector<DiscTrack> tracks;
+    const DiscTrack& free = state.tracks.back();
+    if (cues.front().track != free.number || cues.front().first != free.first - kCdPregap) return std::nullopt;
+    if (cues.back().end > static_cast<std::int64_t>(state.blocks)) return std::nullopt;
+    for (const CueRegion& cue : cues) {
+        if (tracks.empty() || tracks.back().number != cue.track)
+            tracks.push_back({.number = cue.track, .session = free.session, .pregap = 0, .first = cue.first});
+        DiscTrack& track = tracks.back();
+        if (cue.index == 1) {
+            if (cue.blockBytes == 0 && cue.mode != 0) return std::nullopt;
+            track.pregap = static_cast<std::uint32_t>(cue.first - track.first);
+            track.first = track.next = cue.first;
+            track.control = cue.control;
+            track.mode = cue.mode;
+            track.blockBytes = cue.blockBytes == 0 ? 2352 : cue.blockBytes;
+        }
+        if (cue.index >= 1) track.size = static_cast<std::uint32_t>(cue.end - track.first);
+        track.state = TrackState::Open;
+    }
+    if (tracks.front().pregap < kCdPregap) return std::nullopt;
+    return tracks;
+}
+
+void FormatFully(DiscState& state) {
+    state.formattedBlocks = state.blocks;
+    state.closedSessions = 1;
+    state.tracks = {
+        {.state = TrackState::Complete, .size = state.blocks, .next = static_cast<std::int32_t>(state.blocks)}};
+}
+
+/// FORMAT UNIT of DVD+RW: the disc can be written at once, the rest is done beside it.
+Refusal FormatPlus(SimDrive& drive, bool isRestart) {
+    DiscState& state = drive.state();
+    if (isRestart) {
+        if (state.background != BackgroundFormat::Stopped) return kInvalidParameter;
+    } else {
+        if (const Refusal refusal = Wear(drive)) return refusal;
+        DiscState fresh = BlankDisc(*state.rules, state.blocks);
+        fresh.eraseCycles = state.eraseCycles;
+        FormatFully(fresh);
+        if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
+    }
+    drive.state().background = BackgroundFormat::Running;
+    drive.backgroundSince = drive.now();
+    AdvanceBackground(drive);
+    return Keep(drive);
+}
+
+/// FORMAT UNIT of DVD-RW: from either recording mode to restricted overwrite.
+Refusal FormatRigid(SimDrive& drive, std::uint8_t type, std::uint32_t blocks, bool immed) {
+    DiscState& state = drive.state();
+    if (type == 0x13) {
+        if (state.rules->access != Access::Rigid || state.tracks.empty()) return kInvalidParameter;
+        DiscTrack& track = state.tracks[0];
+        if (blocks == 0 || blocks > state.blocks - track.size) return kInvalidParameter;
+        track.size += blocks;
+        track.state = TrackState::Open;
+        state.closedSessions = 0;
+        return Keep(drive);
+    }
+    if (const Refusal refusal = Wear(drive)) return refusal;
+    DiscState fresh = BlankDisc(*FindRules(Medium::DvdRwOverwrite), state.blocks);
+    fresh.eraseCycles = state.eraseCycles;
+    FormatFully(fresh);
+    if (type == 0x15) {
+        fresh.formattedBlocks = blocks;
+        fresh.closedSessions = 0;
+        fresh.tracks = {{.size = blocks}};
+    }
+    if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
+    TakeTime(drive, kFormatRunning, type == 0x15 ? kQuickMilliseconds : WholeDiscTime(drive), immed);
+    return {};
+}
+
+}  // namespace
+
+void CloseTrack(DiscState& state, DiscTrack& track) {
+    if (track.state == TrackState::Complete || IsInvisible(track)) return;
+    const MediumRules& rules = *state.rules;
+    const bool isLast = &track == &state.tracks.back();
+    if (!track.isReserved) {
+        std::uint32_t size = RoundUp(static_cast<std::uint32_t>(track.next - track.first), rules.eccBlocks);
+        if (rules.isCd() && !track.isAudio()) {
+            size += kRunOut;
+            track.hasRunOut = true;
+        }
+        track.size = std::min(size, static_cast<std::uint32_t>(state.blocks - static_cast<std::uint32_t>(track.first)));
+    }
+    track.next = static_cast<std::int32_t>(EndOf(track));
+    track.state = TrackState::Complete;
+    track.isReserved = false;
+    const std::uint32_t pregap = rules.isCd() ? kCdPregap : 0;
+    const std::uint8_t session = track.session;
+    const std::int64_t end = EndOf(track);
+    if (isLast) AppendInvisible(state, session, end + pregap, pregap);  // moves the tracks
+}
+
+void CloseSession(DiscState& state, bool isFinal) {
+    for (std::size_t index = state.tracks.size(); index-- > 0;) CloseTrack(state, state.tracks[index]);
+    if (!state.tracks.empty() && IsInvisible(state.tracks.back())) state.tracks.pop_back();
+    if (state.tracks.empty()) return;
+    const DiscTrack last = state.tracks.back();
+    const std::uint32_t gap = last.session == 1 ? state.rules->firstSessionGap : state.rules->furtherSessionGap;
+    state.closedSessions = last.session;
+    state.isFinal = isFinal;
+    if (!isFinal)
+        AppendInvisible(state, static_cast<std::uint8_t>(last.session + 1), EndOf(last) + gap,
+                        state.rules->isCd() ? kCdPregap : 0);
+    if (state.tracks.back().session == last.session) state.isFinal = true;
+}
+
+void BeginTest(SimDrive& drive) {
+    if (drive.isTestWrite) return;
+    drive.beforeTest = drive.state();
+    drive.isTestWrite = true;
+}
+
+Refusal Flush(SimDrive& drive) {
+    DiscState& state = drive.state();
+    if (drive.isTestWrite && drive.cues.empty()) {
+        state = drive.beforeTest;
+        drive.isTestWrite = false;
+        return {};
+    }
+    // A session that is being written whole stays what it was until its end.
+    if (!drive.cues.empty()) return {};
+    if (state.rules->access == Access::Sequential) {
+        const bool hasPage = state.rules->writeTypes != 0;
+        const WriteParameters wanted = CurrentWriteParameters(drive);
+        bool isWritten = false;
+        for (std::size_t index = state.tracks.size(); index-- > 0;) {
+            DiscTrack& track = state.tracks[index];
+            if (track.state != TrackState::Open) continue;
+            isWritten = true;
+            const auto full = RoundUp(static_cast<std::uint32_t>(track.next - track.first), state.rules->eccBlocks);
+            track.next = track.first + static_cast<std::int32_t>(std::min(full, track.size));
+            if (state.rules->isCd()) CloseTrack(state, track);
+        }
+        if (isWritten && hasPage && !state.rules->isCd() && wanted.type == 2) {
+            state.tracks.resize(1);
+            CloseSession(state, !wanted.leavesOpen);
+        }
+    }
+    return Keep(drive);
+}
+
+void AdvanceBackground(SimDrive& drive) {
+    DiscState& state = drive.state();
+    if (state.background != BackgroundFormat::Running) return;
+    const std::uint64_t rate = WriteSpeedOf(drive), elapsed = drive.now() - drive.backgroundSince;
+    const std::uint64_t done = drive.isRealTime ? state.backgroundBlocks + elapsed * rate / 2048 : state.blocks;
+    if (done != state.backgroundBlocks) drive.backgroundSince = drive.now();
+    state.backgroundBlocks = static_cast<std::uint32_t>(std::min<std::uint64_t>(done, state.blocks));
+    if (state.backgroundBlocks == state.blocks) state.background = BackgroundFormat::Complete;
+}
+
+Refusal ReserveTrack(SimDrive& drive, Request& request) {
+    DiscState& state = drive.state();
+    if (state.rules->access != Access::Sequential) return kUnsuitableFormat;
+    if (state.isFinal || state.tracks.empty() || !IsInvisible(state.tracks.back())) return kSequence;
+    const std::uint32_t wanted = request.be(5, 4);
+    DiscTrack& track = state.tracks.back();
+    if (wanted == 0 || wanted > track.size) return kInvalidField;
+    if (IsTest(drive)) BeginTest(drive);
+    track.size = std::min(RoundUp(wanted, state.rules->eccBlocks), track.size);
+    track.isReserved = true;
+    const std::uint32_t pregap = state.rules->isCd() ? kCdPregap : 0;
+    const std::uint8_t session = track.session;
+    AppendInvisible(state, session, EndOf(track) + pregap, pregap);
+    return Keep(drive);
+}
+
+Refusal SendOpc(SimDrive& drive, Request& request) {
+    if (drive.rules().access == Access::Pressed) return kUnsuitableFormat;
+    if ((request.cdb[1] & 1) == 0) return kInvalidField;  // values of the host
+    TakeTime(drive, kOperationRunning, kOpcMilliseconds, false);
+    return {};
+}
+
+Refusal CloseTrackSession(SimDrive& drive, Request& request) {
+    DiscState& state = drive.state();
+    const std::uint8_t function = request.cdb[2] & 7;
+    const std::uint32_t number = request.be(4, 2);
+    const bool immed = (request.cdb[1] & 1) != 0;
+    if (state.rules->access == Access::Pressed) return kUnsuitableFormat;
+    if (!state.rules->takes(state.rules->closeTypes, function)) return kInvalidField;
+    if (!drive.cues.empty()) return kSequence;
+    if (state.rules->access == Access::Overwrite) {
+        AdvanceBackground(drive);
+        if (state.background == BackgroundFormat::Running) state.background = BackgroundFormat::Stopped;
+        return Keep(drive);
+    }
+    if (drive.isTestWrite || IsTest(drive)) return Flush(drive);
+    if (function == 1) {
+        if (number == 0 || number > state.tracks.size()) return kInvalidField;
+        if (state.isFinal) return kUnsuitableFormat;
+        CloseTrack(state, state.tracks[number - 1]);
+        TakeTime(drive, kOperationRunning, kCloseTrackMilliseconds, immed);
+        return Keep(drive);
+    }
+    const std::uint8_t session = state.tracks.empty() ? 0 : state.tracks.back().session;
+    for (const DiscTrack& track : state.tracks)
+        if (track.session == session && track.isReserved && track.state == TrackState::Blank) return kSessionIncomplete;
+    if (state.rules->access == Access::Rigid) {
+        if (state.tracks.empty()) return kNotFormatted;
+        state.tracks[0].state = TrackState::Complete;
+        state.tracks[0].next = static_cast<std::int32_t>(EndOf(state.tracks[0]));
+        state.formattedBlocks = state.tracks[0].size;
+        state.closedSessions = 1;
+    } else if (std::ranges::any_of(state.tracks, [&](const DiscTrack& track) {
+                   return track.session > state.closedSessions && !IsInvisible(track);
+               })) {
+        CloseSession(state, state.rules->writeTypes != 0 ? !CurrentWriteParameters(drive).leavesOpen : function != 2);
+    } else if (function != 2 && state.closedSessions > 0) {
+        CloseSession(state, true);
+    }
+    TakeTime(drive, kOperationRunning, kCloseSessionMilliseconds, immed);
+    return Keep(drive);
+}
+
+Refusal SendCueSheet(SimDrive& drive, Request& request) {
+    DiscState& state = drive.state();
+    const std::uint32_t sheetBytes = request.be(6, 3);
+    if (!state.rules->isCd() || state.rules->access == Access::Pressed || state.isFinal) return kUnsuitableFormat;
+    if (CurrentWriteParameters(drive).type != 2) return kSequence;
+    if (state.tracks.empty() || !IsInvisible(state.tracks.back())) return kSequence;
+    if (state.tracks.size() > 1 && state.tracks[state.tracks.size() - 2].session > state.closedSessions)
+        return kSequence;
+    if (request.data.size() < sheetBytes) return kDataPhase;
+    if (sheetBytes % 8 != 0 || sheetBytes == 0) return kInvalidField;
+    std::vector<CueRegion> cues;
+    if (!ParseCues(request, sheetBytes, cues)) return kInvalidParameter;
+    const auto tracks = PlanTracks(state, cues);
+    if (!tracks) return kInvalidParameter;
+    request.transferred = sheetBytes;
+    drive.beforeTest = state;
+    drive.isTestWrite = CurrentWriteParameters(drive).isTest;
+    state.tracks.pop_back();
+    state.tracks.insert(state.tracks.end(), tracks->begin(), tracks->end());
+    drive.cueNext = cues.front().first;
+    drive.cues = std::move(cues);
+    return AdvanceCue(drive);
+}
+
+Refusal AdvanceCue(SimDrive& drive) {
+    for (const CueRegion& cue : drive.cues)
+        if (cue.blockBytes == 0 && cue.first == drive.cueNext) drive.cueNext = cue.end;
+    if (drive.cueNext != drive.cues.back().end) return {};
+    const std::uint8_t first = drive.cues.front().track;
+    drive.cues.clear();
+    DiscState& state = drive.state();
+    if (drive.isTestWrite) return Flush(drive);
+    for (DiscTrack& track : state.tracks) {
+        if (track.number < first) continue;
+        track.next = static_cast<std::int32_t>(EndOf(track));
+        track.state = TrackState::Complete;
+    }
+    CloseSession(state, !CurrentWriteParameters(drive).leavesOpen);
+    return Keep(drive);
+}
+
+Refusal Blank(SimDrive& drive, Request& request) {
+    const DiscState& state = drive.state();
+    const std::uint8_t type = request.cdb[1] & 7;
+    if (state.rules->blankTypes == 0) return kUnsuitableFormat;
+    if (!state.rules->takes(state.rules->blankTypes, type)) return kInvalidField;
+    if (const Refusal refusal = Wear(drive)) return refusal;
+    const MediumRules& rules = state.rules->isCd() ? *state.rules : *FindRules(Medium::DvdRwSequential);
+    DiscState blank = BlankDisc(rules, state.blocks);
+    blank.eraseCycles = state.eraseCycles;
+    blank.isQuickBlanked = !rules.isCd() && type == 1;
+    if (const Refusal refusal = StartOver(drive, std::move(blank))) return refusal;
+    TakeTime(drive, kOperationRunning, type == 1 ? kQuickMilliseconds : WholeDiscTime(drive),
+             (request.cdb[1] & 0x10) != 0);
+    return {};
+}
+
+Refusal FormatUnit(SimDrive& drive, Request& request) {
+    constexpr std::uint32_t kListBytes = 12;
+    constexpr Refusal kCannotFormat{5, 0x30, 0x06};
+    const DiscState& state = drive.state();
+    if (state.rules->formats.empty()) return kCannotFormat;
+    if ((request.cdb[1] & 0x1F) != 0x11) return kInvalidField;
+    if (request.data.size() < kListBytes || request.dataBe(2, 2) != 8) return kInvalidParameter;
+    request.transferred = kListBytes;
+    const bool immed = (request.dataAt(1) & 2) != 0;
+    const std::uint8_t type = request.dataAt(8) >> 2;
+    const std::uint32_t asked = request.dataBe(4, 4);
+    if (std::ranges::find(state.rules->formats, type) == state.rules->formats.end()) return kInvalidParameter;
+    const bool isMost = asked == 0xFFFFFFFF || (type == 0x26 && asked == 0);
+    if (!isMost && (asked == 0 || asked > state.blocks)) return kInvalidParameter;
+    if (type == 0x26) return FormatPlus(drive, (request.dataAt(11) & 1) != 0);
+    const std::uint32_t blocks = isMost ? state.blocks : std::min(RoundUp(asked, state.rules->eccBlocks), state.blocks);
+    if (state.rules->medium != Medium::DvdRam) return FormatRigid(drive, type, blocks, immed);
+    if (const Refusal refusal = Wear(drive)) return refusal;
+    DiscState fresh = BlankDisc(*state.rules, state.blocks);
+    fresh.eraseCycles = state.eraseCycles;
+    FormatFully(fresh);
+    if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
+    TakeTime(drive, kFormatRunning, WholeDiscTime(drive), immed);
+    return {};
+}
+
+}  // namespace tovlark

@@ -1,0 +1,157 @@
+#include "simdrive/SimulatedDrive.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/IniText.h"
+#include "platform/Paths.h"
+#include "simdrive/Drive.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::string_view kSection = "Drive";
+constexpr std::size_t kMostDescriptionBytes = 65536, kLogBufferBytes = 32768;
+
+bool Is(std::optional<std::string_view> value, TextView expected) {
+    return value && EqualsIgnoringCase(FromUtf8(*value), expected);
+}
+
+DriveDescription Parse(std::string_view bytes) {
+    const auto find = [&](std::string_view name) { return FindIniValue(bytes, kSection, name); };
+    DriveDescription description;
+    if (const auto model = find("Model"); model && !model->empty()) description.model = model->substr(0, 16);
+    description.isRealTime = Is(find("Speed"), u"real");
+    description.isTrayOpen = Is(find("Tray"), u"open");
+    description.disc = FromUtf8(find("Disc").value_or(""));
+    description.log = FromUtf8(find("Log").value_or(""));
+    return description;
+}
+
+/// A text that cannot be a value is an invalid argument to the system too.
+SystemError Change(const LockedFile& file, std::string bytes, const DriveDescription& description) {
+    const std::pair<std::string_view, std::string> values[] = {{"Model", description.model},
+                                                               {"Speed", description.isRealTime ? "real" : "fast"},
+                                                               {"Disc", ToUtf8(description.disc)},
+                                                               {"Tray", description.isTrayOpen ? "open" : "closed"},
+                                                               {"Log", ToUtf8(description.log)}};
+    for (const auto& [name, value] : values) {
+        const auto changed = WithIniValue(bytes, kSection, name, value);
+        if (!changed) return kFileTooLarge;
+        bytes = *changed;
+    }
+    if (bytes.size() > kMostDescriptionBytes) return kFileTooLarge;
+    if (const SystemError error = file.writeAt(0, std::as_bytes(std::span(bytes))); error.failed()) return error;
+    if (const SystemError error = file.setSize(bytes.size()); error.failed()) return error;
+    return file.synchronize();
+}
+
+SystemError Load(const LockedFile& file, std::string& bytes) {
+    bytes.assign(kMostDescriptionBytes, '\0');
+    const SystemError error = file.readAt(0, std::as_writable_bytes(std::span(bytes)));
+    bytes.resize(bytes.find_last_not_of('\0') + 1);
+    return error;
+}
+
+struct OpenedSimulation {
+    SimDrive drive;
+    LockedFile file;
+    Text logPath;
+    std::string bytes, log;
+    DriveDescription description;
+};
+
+void FlushLog(OpenedSimulation& opened) {
+    // A log that cannot be kept does not stop a drive.
+    if (!opened.log.empty())
+        if (AppendToFile(opened.logPath, std::as_bytes(std::span(opened.log))).failed()) opened.logPath.clear();
+    opened.log.clear();
+}
+
+void LogCommand(OpenedSimulation& opened, const PassThrough& command) {
+    constexpr std::string_view kDigits = "0123456789ABCDEF";
+    for (const std::byte byte : command.cdb) {
+        opened.log += kDigits[std::to_integer<std::size_t>(byte) >> 4];
+        opened.log += kDigits[std::to_integer<std::size_t>(byte) & 15];
+        opened.log += ' ';
+    }
+    opened.log.back() = '\n';
+    if (opened.log.size() >= kLogBufferBytes) FlushLog(opened);
+}
+
+SystemError Send(void* self, PassThrough& command) {
+    OpenedSimulation& opened = *static_cast<OpenedSimulation*>(self);
+    if (!opened.logPath.empty() && !command.cdb.empty()) LogCommand(opened, command);
+    return Execute(opened.drive, command);
+}
+
+/// Nobody else can have the drive open, and nothing is mounted from it.
+SystemError Control(void*, VolumeControl) { return {}; }
+
+void Close(void* self) {
+    const std::unique_ptr<OpenedSimulation> opened(static_cast<OpenedSimulation*>(self));
+    SimDrive& drive = opened->drive;
+    FlushLog(*opened);
+    if (drive.disc != nullptr) {
+        // What was not finished is not on the disc.
+        if (drive.isTestWrite || !drive.cues.empty()) drive.state() = drive.beforeTest;
+        drive.isTestWrite = false;
+        AdvanceBackground(drive);
+        static_cast<void>(drive.disc->save().failed());  // the last state that was kept stays
+    }
+    if (drive.isTrayOpen == opened->description.isTrayOpen) return;
+    opened->description.isTrayOpen = drive.isTrayOpen;
+    static_cast<void>(Change(opened->file, opened->bytes, opened->description).failed());
+}
+
+Text Below(const Text& path, const Text& name) {
+    return name.empty() || IsAbsolutePath(name) ? name : JoinPath(FolderOf(path), name);
+}
+
+}  // namespace
+
+SystemError ReadDriveDescription(const Text& path, DriveDescription& description) {
+    std::string bytes;
+    if (const SystemError error = ReadWholeFile(path, kMostDescriptionBytes, bytes); error.failed()) return error;
+    description = Parse(bytes);
+    return {};
+}
+
+SystemError WriteDriveDescription(const Text& path, const DriveDescription& description) {
+    LockedFile file;
+    std::string bytes;
+    SystemError error = file.open(path, LockedFile::Mode::Existing);
+    if (IsNotFound(error)) error = file.open(path, LockedFile::Mode::New);
+    if (!error.failed()) error = Load(file, bytes);
+    return error.failed() ? error : Change(file, bytes, description);
+}
+
+DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevice& device) {
+    auto opened = std::make_unique<OpenedSimulation>();
+    if (const SystemError error = opened->file.open(path, LockedFile::Mode::Existing); error.failed())
+        return {path, error};
+    if (const SystemError error = Load(opened->file, opened->bytes); error.failed()) return {path, error};
+    opened->description = Parse(opened->bytes);
+    SimDrive& drive = opened->drive;
+    drive.clock = &clock;
+    drive.isRealTime = opened->description.isRealTime;
+    drive.product = opened->description.model;
+    drive.isTrayOpen = opened->description.isTrayOpen;
+    opened->logPath = Below(path, opened->description.log);
+    ResetModePages(drive);
+    if (!opened->description.disc.empty()) {
+        auto disc = std::make_unique<Disc>();
+        const Text discPath = Below(path, opened->description.disc);
+        SystemError error;
+        if (const DiscFault fault = disc->open(discPath, error); fault != DiscFault::None)
+            return {discPath, error, fault};
+        LoadDisc(drive, std::move(disc));
+    }
+    // Whoever opens a drive finds it as it is: the disc was changed before.
+    drive.attentions.clear();
+    device = {opened.release(), Send, Control, Close};
+    return {};
+}
+
+}  // namespace tovlark

@@ -1,0 +1,37 @@
+#pragma once
+
+#include <string>
+
+#include "base/Clock.h"
+#include "platform/DiscDevice.h"
+#include "simdrive/Disc.h"
+
+namespace tovlark {
+
+/// The file that stands for a simulated drive (docs/simulated-drives.md): an INI file with one section, [Drive].
+struct DriveDescription {
+    std::string model = "SIMULATED DRIVE";  // Model: of 16 characters
+    bool isRealTime = false;                // Speed: "real", else "fast"
+    Text disc;                              // Disc: a disc file or an image; relative to the description. "": none
+    bool isTrayOpen = false;                // Tray: "open"
+    Text log;                               // Log: gets a line for each command, in hexadecimal. "": none
+};
+
+/// What kept a drive from being opened: the file, and the system's word or what is wrong with a disc file.
+struct DriveFileFault {
+    Text path;
+    SystemError error;  // `IsBusy`: another process uses it
+    DiscFault disc = DiscFault::None;
+
+    bool failed() const { return error.failed() || disc != DiscFault::None; }
+};
+
+/// The description's facts, whether or not somebody uses the drive. What it does not say keeps its default.
+SystemError ReadDriveDescription(const Text& path, DriveDescription& description);
+/// Changes or makes a description; busy while the drive is in use. Other entries of the file stay.
+SystemError WriteDriveDescription(const Text& path, const DriveDescription& description);
+
+/// Opens the drive for commands and locks it and its disc until `device.close`. The clock must outlive the device.
+DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevice& device);
+
+}  // namespace tovlark

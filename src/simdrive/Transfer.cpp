@@ -1,0 +1,305 @@
+// Reading and writing blocks.
+#include <algorithm>
+#include <cstring>
+
+#include "simdrive/Drive.h"
+#include "simdrive/RawSector.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::uint32_t kUserBytes = 2048;
+
+/// Past the last block of a track that can be read.
+std::int32_t ReadableEnd(const DiscTrack& track) {
+    const std::int32_t end = track.first + static_cast<std::int32_t>(track.size);
+    if (track.state == TrackState::Complete) return track.hasRunOut ? end - 2 : end;
+    return track.next;
+}
+
+/// The track whose block can be read, else why not.
+Refusal FindReadable(const DiscState& state, std::int32_t block, const DiscTrack*& track) {
+    track = state.trackOf(block);
+    if (track != nullptr && block < ReadableEnd(*track)) return {};
+    const bool isRecordedFurther = std::ranges::any_of(state.tracks, [&](const DiscTrack& later) {
+        return later.next > later.first && block < later.first + static_cast<std::int32_t>(later.size) &&
+               later.state == TrackState::Complete;
+    });
+    return isRecordedFurther ? kUnreadable : kBlockOutOfRange;
+}
+
+std::uint32_t BlockCount(const Request& request) {
+    const std::uint8_t opcode = request.cdb[0];
+    return opcode == 0xA8 || opcode == 0xAA ? request.be(6, 4) : request.be(7, 2);
+}
+
+/// Where the 2048 bytes of data begin in a stored block.
+std::size_t UserOffset(const DiscTrack& track) {
+    if (track.blockBytes == 2336) return 8;
+    if (track.blockBytes == 2352) return track.mode == 2 ? 24 : 16;
+    return 0;
+}
+
+Refusal ReadUserData(SimDrive& drive, const DiscTrack& track, std::int32_t block, std::span<std::byte> bytes) {
+    if (track.blockBytes == kUserBytes) return drive.disc->read(track, block, bytes).failed() ? kFileFailed : Refusal{};
+    std::array<std::byte, kRawSectorBytes> sector;
+    const std::span<std::byte> stored = std::span(sector).first(track.blockBytes);
+    for (; !bytes.empty(); bytes = bytes.subspan(kUserBytes), ++block) {
+        if (drive.disc->read(track, block, stored).failed()) return kFileFailed;
+        std::ranges::copy(stored.subspan(UserOffset(track), kUserBytes), bytes.begin());
+    }
+    return {};
+}
+
+/// A whole sector of 2352 bytes, made of what the disc file keeps of it.
+Refusal ReadRawSector(SimDrive& drive, const DiscTrack& track, std::int32_t block, RawSector& sector) {
+    const std::size_t offset = track.blockBytes == kRawSectorBytes           ? 0
+                               : track.blockBytes == 2336 || track.mode == 1 ? 16
+                                                                             : 24;
+    if (drive.disc->read(track, block, std::span(sector).subspan(offset, track.blockBytes)).failed())
+        return kFileFailed;
+    if (track.blockBytes != kRawSectorBytes) CompleteSector(sector, block, track.mode, track.blockBytes == kUserBytes);
+    return {};
+}
+
+/// Waits for what reading or writing so many bytes takes.
+void WaitForBytes(SimDrive& drive, std::uint64_t bytes) {
+    if (drive.isRealTime) TakeTime(drive, {}, bytes / std::max(WriteSpeedOf(drive), 1u), false);
+}
+
+constexpr std::uint16_t BlockBytesOf(std::uint8_t blockType) {
+    return blockType == 0 ? 2352 : blockType == 9 ? 2336 : 2048;
+}
+
+/// Whether the open track takes blocks as the write parameters say; the first write settles what it holds.
+Refusal SettleTrack(SimDrive& drive, DiscTrack& track) {
+    const WriteParameters wanted = CurrentWriteParameters(drive);
+    const MediumRules& rules = drive.rules();
+    if (rules.writeTypes == 0) return {};
+    const bool isFirst = track.state == TrackState::Blank;
+    if (!rules.isCd()) {
+        const bool isAtOnce = wanted.type == 2;
+        if (isAtOnce && (track.number != 1 || track.session != 1)) return kWrongTrackMode;
+        if (!isAtOnce && drive.state().isQuickBlanked) return kWrongTrackMode;
+        return {};
+    }
+    if (wanted.type != 1) return kSequence;  // session-at-once begins with a cue sheet
+    const bool isAudio = (wanted.trackMode & 4) == 0;
+    if (isAudio != (wanted.blockType == 0)) return kWrongTrackMode;
+    const std::uint8_t mode = isAudio ? 0 : wanted.blockType == 8 ? 1 : 2;
+    if (!isFirst)
+        return track.mode == mode && track.blockBytes == BlockBytesOf(wanted.blockType) ? Refusal{} : kWrongTrackMode;
+    track.control = wanted.trackMode & 15;
+    track.mode = mode;
+    track.blockBytes = BlockBytesOf(wanted.blockType);
+    return {};
+}
+
+/// Data that the buffer has no room for are to be sent again (real time only).
+bool HasBufferRoom(SimDrive& drive, std::uint64_t bytes) {
+    if (!drive.isRealTime) return true;
+    if (BufferedBytes(drive) + bytes > kBufferBytes) return false;
+    drive.bufferEmptyAt = std::max(drive.bufferEmptyAt, drive.now()) + bytes / std::max(WriteSpeedOf(drive), 1u);
+    return true;
+}
+
+Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::int32_t block, std::uint32_t bytes) {
+    if (request.data.size() < bytes) return kDataPhase;
+    if (!HasBufferRoom(drive, bytes)) return kLongWrite;
+    if (!drive.isTestWrite && drive.disc->write(track, block, request.data.first(bytes)).failed()) return kFileFailed;
+    request.transferred = bytes;
+    return {};
+}
+
+Refusal WriteOver(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {
+    DiscState& state = drive.state();
+    if (state.formattedBlocks == 0 || state.tracks.empty()) return kNotFormatted;
+    if (block < 0 || std::uint64_t(block) + count > state.formattedBlocks) return kBlockOutOfRange;
+    return Store(drive, request, state.tracks[0], block, count * kUserBytes);
+}
+
+Refusal WriteRigid(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {
+    DiscState& state = drive.state();
+    const std::uint32_t ecc = state.rules->eccBlocks;
+    if (state.tracks.empty()) return kNotFormatted;
+    DiscTrack& track = state.tracks[0];
+    if (block < 0 || std::uint64_t(block) + count > track.size) return kBlockOutOfRange;
+    if (static_cast<std::uint32_t>(block) % ecc != 0 || count % ecc != 0) return kInvalidField;
+    if (block > track.next) return kWrongWriteAddress;
+    if (const Refusal refusal = Store(drive, request, track, block, count * kUserBytes)) return refusal;
+    track.next = std::max(track.next, block + static_cast<std::int32_t>(count));
+    if (track.state == TrackState::Blank) track.state = TrackState::Open;
+    return {};
+}
+
+Refusal WriteAppending(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {
+    DiscState& state = drive.state();
+    if (state.isFinal) return kUnsuitableFormat;
+    DiscTrack* track = state.openTrack(block);
+    if (track == nullptr) return kWrongWriteAddress;
+    const DiscTrack before = *track;
+    Refusal refusal = SettleTrack(drive, *track);
+    const std::int64_t end = std::int64_t{track->first} + track->size;
+    if (!refusal && std::int64_t{block} + count > end) refusal = track->isReserved ? kEndOfTrack : kBlockOutOfRange;
+    if (!refusal) {
+        if (drive.rules().writeTypes != 0 && CurrentWriteParameters(drive).isTest) BeginTest(drive);
+        refusal = Store(drive, request, *track, block, count * track->blockBytes);
+    }
+    if (refusal) return *track = before, refusal;
+    track->state = TrackState::Open;
+    track->next += static_cast<std::int32_t>(count);
+    return {};
+}
+
+struct Part {
+    std::size_t offset, bytes;
+};
+
+/// The parts of a sector that READ CD asks for, one after the other.
+std::size_t SelectParts(const RawSector& sector, const DiscTrack& track, std::uint8_t wanted,
+                        std::span<std::byte> out) {
+    if (track.isAudio()) {
+        if ((wanted & 0xF8) != 0) std::memcpy(out.data(), sector.data(), sector.size());
+        return (wanted & 0xF8) != 0 ? sector.size() : 0;
+    }
+    const bool isForm2 = track.mode == 2 && (std::to_integer<unsigned>(sector[18]) & 0x20) != 0;
+    const std::size_t user = track.mode == 2 ? 24 : 16, userBytes = isForm2 ? 2324 : kUserBytes;
+    // Sync, header, sub-header, data, error correction.
+    const std::pair<std::uint8_t, Part> parts[] = {{0x80, {0, 12}},
+                                                   {0x20, {12, 4}},
+                                                   {0x40, {16, user - 16}},
+                                                   {0x10, {user, userBytes}},
+                                                   {0x08, {user + userBytes, kRawSectorBytes - user - userBytes}}};
+    std::size_t bytes = 0;
+    for (const auto& [bit, part] : parts) {
+        if ((wanted & bit) == 0) continue;
+        std::memcpy(out.data() + bytes, sector.data() + part.offset, part.bytes);
+        bytes += part.bytes;
+    }
+    return bytes;
+}
+
+bool IsExpected(std::uint8_t type, const DiscTrack& track) {
+    if (type == 0) return true;
+    if (type == 1) return track.isAudio();
+    return !track.isAudio() && track.mode == (type == 2 ? 1 : 2);
+}
+
+}  // namespace
+
+std::uint64_t BufferedBytes(const SimDrive& drive) {
+    if (!drive.isRealTime || drive.disc == nullptr) return 0;
+    const std::uint64_t now = drive.now();
+    if (drive.bufferEmptyAt <= now) return 0;
+    return std::min<std::uint64_t>((drive.bufferEmptyAt - now) * WriteSpeedOf(drive), kBufferBytes);
+}
+
+Refusal Read(SimDrive& drive, Request& request) {
+    std::int32_t block = static_cast<std::int32_t>(request.be(2, 4));
+    std::uint64_t left = BlockCount(request);
+    if (left * kUserBytes > request.data.size()) return kDataPhase;
+    if (block < 0) return kBlockOutOfRange;
+    WaitForBytes(drive, left * kUserBytes);
+    while (left > 0) {
+        const DiscTrack* track = nullptr;
+        if (const Refusal refusal = FindReadable(drive.state(), block, track)) return refusal;
+        if (track->isAudio()) return kWrongTrackMode;
+        const std::uint64_t count =
+            std::min<std::uint64_t>(left, static_cast<std::uint64_t>(ReadableEnd(*track) - block));
+        const std::span<std::byte> bytes = request.data.subspan(request.transferred, count * kUserBytes);
+        if (const Refusal refusal = ReadUserData(drive, *track, block, bytes)) return refusal;
+        request.transferred += static_cast<std::uint32_t>(bytes.size());
+        block += static_cast<std::int32_t>(count);
+        left -= count;
+    }
+    return {};
+}
+
+Refusal ReadCd(SimDrive& drive, Request& request) {
+    const bool isMsf = request.cdb[0] == 0xB9;
+    const auto time = [&](std::size_t at) { return Msf{request.cdb[at], request.cdb[at + 1], request.cdb[at + 2]}; };
+    std::int64_t block =
+        isMsf ? static_cast<std::int32_t>(ToLba(time(3))) : static_cast<std::int32_t>(request.be(2, 4));
+    const std::int64_t count = isMsf ? static_cast<std::int32_t>(ToLba(time(6))) - block : request.be(6, 3);
+    const std::uint8_t type = request.cdb[1] >> 2 & 7, wanted = request.cdb[9];
+    if (!drive.rules().isCd()) return kUnsuitableMedium;
+    // Neither sub-channels nor error flags are kept.
+    if (count < 0 || type > 5 || (wanted & 7) != 0 || (request.cdb[10] & 7) != 0) return kInvalidField;
+    if ((wanted & 0xF8) == 0) return {};
+    RawSector sector;
+    std::array<std::byte, kRawSectorBytes> selected;
+    for (const std::int64_t end = block + count; block < end; ++block) {
+        const DiscTrack* track = nullptr;
+        if (const Refusal refusal = FindReadable(drive.state(), static_cast<std::int32_t>(block), track))
+            return refusal;
+        if (!IsExpected(type, *track)) return kWrongTrackMode;
+        if (const Refusal refusal = ReadRawSector(drive, *track, static_cast<std::int32_t>(block), sector))
+            return refusal;
+        const std::size_t bytes = SelectParts(sector, *track, wanted, selected);
+        if (request.data.size() - request.transferred < bytes) return kDataPhase;
+        if (bytes > 0) std::memcpy(request.data.data() + request.transferred, selected.data(), bytes);
+        request.transferred += static_cast<std::uint32_t>(bytes);
+    }
+    WaitForBytes(drive, request.transferred);
+    return {};
+}
+
+Refusal Write(SimDrive& drive, Request& request) {
+    const std::int32_t block = static_cast<std::int32_t>(request.be(2, 4));
+    const std::uint32_t count = BlockCount(request);
+    if (count > request.data.size() / kUserBytes) return kDataPhase;
+    if (count == 0) return {};
+    if (!drive.cues.empty()) return WriteCueRegion(drive, request, block, count);
+    switch (drive.rules().access) {
+        case Access::Pressed: return kUnsuitableFormat;
+        case Access::Overwrite: return WriteOver(drive, request, block, count);
+        case Access::Rigid: return WriteRigid(drive, request, block, count);
+        case Access::Sequential: break;
+    }
+    return WriteAppending(drive, request, block, count);
+}
+
+Refusal WriteCueRegion(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {
+    DiscState& state = drive.state();
+    if (block != drive.cueNext) return kWrongWriteAddress;
+    const auto region =
+        std::ranges::find_if(drive.cues, [&](const CueRegion& cue) { return block >= cue.first && block < cue.end; });
+    if (region == drive.cues.end() || region->blockBytes == 0) return kWrongWriteAddress;
+    // One command stays within one kind of blocks.
+    std::int32_t end = region->end;
+    for (auto next = region + 1; next != drive.cues.end() && next->blockBytes == region->blockBytes; ++next)
+        end = next->end;
+    if (count > static_cast<std::uint32_t>(end - block)) return kEndOfTrack;
+    DiscTrack& track = state.tracks[region->track - 1u];
+    if (region->blockBytes == track.blockBytes) {
+        if (const Refusal refusal = Store(drive, request, track, block, count * region->blockBytes)) return refusal;
+    } else {
+        request.transferred = count * region->blockBytes;  // a pre-gap of another kind than its track reads as zeros
+    }
+    drive.cueNext += static_cast<std::int32_t>(count);
+    return AdvanceCue(drive);
+}
+
+Refusal Verify(SimDrive& drive, Request& request) {
+    std::int32_t block = static_cast<std::int32_t>(request.be(2, 4));
+    std::uint32_t left = request.be(7, 2);
+    if ((request.cdb[1] & 2) != 0) return kInvalidField;  // comparing with data of the host
+    while (left > 0) {
+        const DiscTrack* track = nullptr;
+        if (const Refusal refusal = FindReadable(drive.state(), block, track)) return refusal;
+        const std::uint32_t count = std::min(left, static_cast<std::uint32_t>(ReadableEnd(*track) - block));
+        block += static_cast<std::int32_t>(count);
+        left -= count;
+    }
+    return {};
+}
+
+Refusal SynchronizeCache(SimDrive& drive, Request& request) {
+    const std::uint64_t waits = BufferedBytes(drive) / std::max(WriteSpeedOf(drive), 1u);
+    if (const Refusal refusal = Flush(drive)) return refusal;
+    TakeTime(drive, kLongWrite, waits, (request.cdb[1] & 2) != 0);
+    return {};
+}
+
+}  // namespace tovlark

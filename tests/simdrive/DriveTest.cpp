@@ -1,0 +1,246 @@
+#include "DriveFixture.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::uint32_t kOk = 0;
+
+struct Walk {
+    Medium medium;
+    int profile;
+    bool isCd, isOverwrite;
+    int format;      // FORMAT UNIT type before the first write, or -1
+    int closeTrack;  // functions of CLOSE TRACK/SESSION after it, or -1
+    int closeSession;
+};
+
+class EveryMedium : public testing::TestWithParam<Walk> {};
+
+// Blank, written, closed, and read by a drive that opens the disc file anew.
+TEST_P(EveryMedium, IsWrittenClosedAndReadBack) {
+    const Walk& walk = GetParam();
+    LoadedDrive on(walk.medium);
+    EXPECT_EQ(on.profile(), static_cast<std::uint32_t>(walk.profile));
+    if (walk.medium != Medium::DvdRam) {
+        EXPECT_EQ(on.discStatus() & 3, 0u);
+    }
+    if (walk.isOverwrite) {
+        EXPECT_EQ(on.write(0, 16, 'a'), 0x033100u) << "not formatted";
+    }
+    if (walk.format >= 0) {
+        ASSERT_EQ(on.format(on.drive.state().blocks, walk.format), kOk);
+    }
+    ASSERT_EQ(on.write(0, 16, 'a'), kOk);
+    ASSERT_EQ(on.write(16, 16, 'b'), kOk);
+    if (walk.isOverwrite) {
+        EXPECT_EQ(on.write(3, 1, 'c'), kOk);
+        EXPECT_EQ(on.read(3), std::uint32_t{'c'});
+        EXPECT_EQ(on.write(19999, 2, 'x'), 0x052100u);
+    } else {
+        EXPECT_EQ(on.write(48, 16, 'x'), 0x052102u) << "not the next writable address";
+        EXPECT_EQ(on.write(0, 16, 'x'), 0x052102u) << "written already";
+    }
+    ASSERT_EQ(on.synchronize(), kOk);
+    if (walk.closeTrack >= 0) {
+        ASSERT_EQ(on.close(walk.closeTrack), kOk);
+    }
+    if (walk.closeSession >= 0) {
+        ASSERT_EQ(on.close(walk.closeSession), kOk);
+    }
+    on.load(on.path());
+    EXPECT_EQ(on.read(0), std::uint32_t{'a'});
+    EXPECT_EQ(on.read(31), std::uint32_t{'b'});
+    if (walk.isCd) {
+        EXPECT_EQ(on.read(32), 0x031105u) << "run-out";
+    }
+    if (walk.medium != Medium::DvdRam) {
+        EXPECT_EQ(on.discStatus() & 0x0F, 0x0Eu) << "finalised";
+    }
+    if (!walk.isOverwrite) {
+        EXPECT_EQ(on.write(32, 16, 'x'), 0x053005u);
+    }
+    const Bytes toc = on.receive({0x43, 0, 0, 0, 0, 0, 0, 0, 20}, 20);
+    EXPECT_EQ(LoadedDrive::be(toc, 2, 2), 0x0101u);
+    if (!walk.isOverwrite) {
+        EXPECT_EQ(LoadedDrive::be(toc, 16, 4), walk.isCd ? 34u : 32u) << "lead-out";
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, EveryMedium,
+                         testing::Values(Walk{Medium::CdR, 0x09, true, false, -1, 1, 2},
+                                         Walk{Medium::CdRw, 0x0A, true, false, -1, -1, 2},
+                                         Walk{Medium::DvdR, 0x11, false, false, -1, 1, 2},
+                                         Walk{Medium::DvdRwSequential, 0x14, false, false, -1, 1, 2},
+                                         Walk{Medium::DvdRDl, 0x15, false, false, -1, 1, 2},
+                                         Walk{Medium::DvdPlusR, 0x1B, false, false, -1, 1, 5},
+                                         Walk{Medium::DvdPlusRDl, 0x2B, false, false, -1, 1, 6},
+                                         Walk{Medium::DvdPlusRw, 0x1A, false, true, 0x26, -1, 2},
+                                         Walk{Medium::DvdPlusRwDl, 0x2A, false, true, 0x26, -1, 0},
+                                         Walk{Medium::DvdRam, 0x12, false, true, 0x00, -1, -1}));
+
+TEST(DriveCommands, AreRefusedAsHardwareRefusesThem) {
+    LoadedDrive on(Medium::DvdPlusR);
+    struct Case {
+        const char* name;
+        std::initializer_list<int> cdb;
+        std::uint32_t sense;
+    };
+    const Case cases[] = {{"unknown opcode", {0x2C}, 0x052000},
+                          {"blanking of a write-once disc", {0xA1}, 0x053005},
+                          {"sub-channels", {0xBE, 0, 0, 0, 0, 0, 0, 0, 1, 0xF8, 1}, 0x053002},
+                          {"close function of another medium", {0x5B, 0, 3}, 0x052400},
+                          {"track 9", {0x52, 1, 0, 0, 0, 9, 0, 0, 48}, 0x052400},
+                          {"TOC of a blank disc", {0x43, 0, 0, 0, 0, 0, 0, 0, 20}, 0x052400},
+                          {"reserve of more than there is", {0x53, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF}, 0x052400},
+                          {"verify of nothing", {0x2F, 0, 0, 0, 0, 0, 0, 0, 1}, 0x052100}};
+    for (const Case& one : cases) EXPECT_EQ(on.send(one.cdb), one.sense) << one.name;
+    EXPECT_EQ(on.read(0), 0x052100u) << "blank";
+    on.send({0x1E, 0, 0, 0, 1});
+    EXPECT_EQ(on.send({0x1B, 0, 0, 0, 2}), 0x055302u) << "prevented";
+    on.send({0x1E});
+    EXPECT_EQ(on.send({0x1B, 0, 0, 0, 2}), kOk);
+    EXPECT_EQ(on.send({0x00}), 0x023A02u);
+    EXPECT_EQ(on.send({0x1B, 0, 0, 0, 3}), kOk);
+    EXPECT_EQ(on.send({0x00}), 0x062800u) << "told once";
+    EXPECT_EQ(on.send({0x00}), kOk);
+}
+
+TEST(Sequential, SessionsAndReservedTracksHaveTheirOwnNextAddresses) {
+    LoadedDrive on(Medium::DvdPlusR, 40000);
+    ASSERT_EQ(on.send({0x53, 0, 0, 0, 0, 0, 0, 0, 100}), kOk);
+    EXPECT_EQ(on.trackField(1, 24), 112u) << "whole ECC blocks";
+    EXPECT_EQ(on.nextWritable(2), 112u);
+    ASSERT_EQ(on.write(112, 16, 'b'), kOk);
+    EXPECT_EQ(on.close(2), 0x057203u) << "the reserved track is empty";
+    ASSERT_EQ(on.write(0, 96, 'a'), kOk);
+    EXPECT_EQ(on.write(96, 32, 'a'), 0x056300u) << "end of the reserved track";
+    ASSERT_EQ(on.close(1, 1), kOk);
+    ASSERT_EQ(on.close(1, 2), kOk);
+    ASSERT_EQ(on.close(2), kOk);
+    EXPECT_EQ(on.nextWritable(3), 128u + 4096u);
+    EXPECT_EQ(on.discStatus(), 1u) << "appendable";
+    EXPECT_EQ(on.read(200), 0x052100u);
+    on.load(on.path());
+    EXPECT_EQ(on.write(128 + 4096, 16, 'c'), kOk);
+}
+
+TEST(Sequential, DiscAtOnceClosesItself) {
+    LoadedDrive on(Medium::DvdRwSequential);
+    EXPECT_EQ(on.select(1, 4), 0x052600u) << "track-at-once on a DVD";
+    ASSERT_EQ(on.select(2, 4), kOk);
+    ASSERT_EQ(on.send({0x53, 0, 0, 0, 0, 0, 0, 0, 32}), kOk);
+    ASSERT_EQ(on.write(0, 32, 'a'), kOk);
+    ASSERT_EQ(on.synchronize(), kOk);
+    EXPECT_EQ(on.discStatus(), 0x1Eu);
+    ASSERT_EQ(on.send({0xA1, 1}), kOk);
+    EXPECT_EQ(on.discStatus(), 0x10u);
+    EXPECT_EQ(on.read(0), 0x052100u);
+    ASSERT_EQ(on.select(0, 5), kOk);
+    EXPECT_EQ(on.write(0, 16, 'x'), 0x056400u) << "quick blanking leaves disc-at-once only";
+    ASSERT_EQ(on.send({0xA1, 0}), kOk);
+    EXPECT_EQ(on.write(0, 16, 'x'), kOk);
+}
+
+TEST(Sequential, ATestLeavesTheDiscBlank) {
+    LoadedDrive on(Medium::DvdR);
+    ASSERT_EQ(on.select(0x12, 4), kOk);
+    ASSERT_EQ(on.send({0x53, 0, 0, 0, 0, 0, 0, 0, 32}), kOk);
+    ASSERT_EQ(on.write(0, 32, 'a'), kOk);
+    ASSERT_EQ(on.synchronize(), kOk);
+    EXPECT_EQ(on.discStatus() & 3, 0u);
+    EXPECT_EQ(on.nextWritable(1), 0u);
+}
+
+TEST(RestrictedOverwrite, TakesWholeEccBlocksOfTheFormattedArea) {
+    LoadedDrive on(Medium::DvdRwSequential);
+    ASSERT_EQ(on.format(64, 0x15), kOk);
+    EXPECT_EQ(on.profile(), 0x13u);
+    EXPECT_EQ(on.write(8, 16, 'x'), 0x052400u);
+    EXPECT_EQ(on.write(0, 15, 'x'), 0x052400u);
+    EXPECT_EQ(on.write(16, 16, 'x'), 0x052102u) << "intermediate: in order first";
+    ASSERT_EQ(on.write(0, 32, 'a'), kOk);
+    ASSERT_EQ(on.write(0, 16, 'b'), kOk);
+    EXPECT_EQ(on.discStatus() & 15, 5u);
+    ASSERT_EQ(on.close(2), kOk);
+    EXPECT_EQ(on.discStatus() & 15, 14u);
+    EXPECT_EQ(on.write(64, 16, 'x'), 0x052100u);
+    ASSERT_EQ(on.format(32, 0x13), kOk);
+    EXPECT_EQ(on.write(64, 16, 'c'), kOk);
+    EXPECT_EQ(on.read(0), std::uint32_t{'b'});
+    ASSERT_EQ(on.send({0xA1, 0}), kOk);
+    EXPECT_EQ(on.profile(), 0x14u);
+}
+
+TEST(BackgroundFormat, GoesOnIsStoppedAndRestarted) {
+    LoadedDrive on(Medium::DvdPlusRw, 200000);
+    on.drive.isRealTime = true;
+    const auto status = [&] { return LoadedDrive::be(on.receive({0x51, 0, 0, 0, 0, 0, 0, 0, 34}, 34), 7, 1) & 3; };
+    ASSERT_EQ(on.format(0xFFFFFFFF, 0x26), kOk);
+    on.time.now += 1000;
+    EXPECT_EQ(status(), 2u);
+    EXPECT_EQ(on.write(1000, 16, 'a'), kOk);
+    ASSERT_EQ(on.close(2), kOk);
+    EXPECT_EQ(status(), 1u);
+    ASSERT_EQ(on.format(0xFFFFFFFF, 0x26, 1), kOk);
+    EXPECT_EQ(on.format(0xFFFFFFFF, 0x26, 1), 0x052600u) << "it runs";
+    EXPECT_EQ(on.read(1000), std::uint32_t{'a'});
+    on.time.now += 600000;
+    EXPECT_EQ(status(), 3u);
+}
+
+TEST(LongOperations, TellTheirProgressUntilTheyAreDone) {
+    LoadedDrive on(Medium::CdRw);
+    on.drive.isRealTime = true;
+    ASSERT_EQ(on.send({0xA1, 0x11}), kOk);
+    on.time.now += 12500;
+    EXPECT_EQ(on.send({0x00}), 0x020407u);
+    const Bytes sense = on.receive({0x03, 0, 0, 0, 18}, 18);
+    EXPECT_EQ(LoadedDrive::be(sense, 15, 1), 0x80u);
+    EXPECT_EQ(LoadedDrive::be(sense, 16, 2), 32767u);
+    on.time.now += 12500;
+    EXPECT_EQ(on.send({0x00}), kOk);
+    std::uint32_t answer = kOk;
+    for (std::uint32_t block = 0; answer == kOk && block < 4096; block += 32) answer = on.write(block, 32, 'a');
+    EXPECT_EQ(answer, 0x020408u) << "the buffer is full";
+}
+
+TEST(CueSheet, WritesAWholeSession) {
+    LoadedDrive on(Medium::CdR);
+    Bytes sheet;
+    const auto entry = [&](std::initializer_list<int> bytes) {
+        for (const int byte : bytes) sheet.push_back(static_cast<std::byte>(byte));
+    };
+    entry({0x41, 0, 0, 0x14, 0, 0, 0, 0});
+    entry({0x41, 1, 0, 0x10, 0, 0, 0, 0});
+    entry({0x41, 1, 1, 0x10, 0, 0, 2, 0});
+    entry({0x01, 2, 0, 0x00, 0, 0, 4, 0});
+    entry({0x01, 2, 1, 0x00, 0, 0, 6, 0});
+    entry({0x01, 0xAA, 1, 0x01, 0, 0, 8, 0});
+    const auto send = [&](Bytes list) { return on.send({0x5D, 0, 0, 0, 0, 0, 0, 0, 48}, list, DataDirection::Out); };
+    EXPECT_EQ(send(sheet), 0x052C00u) << "not in session-at-once";
+    ASSERT_EQ(on.select(2, 0, 0), kOk);
+    Bytes wrong = sheet;
+    wrong[5 * 8 + 6] = std::byte{5};  // the lead-out before the last track
+    EXPECT_EQ(send(wrong), 0x052600u);
+    ASSERT_EQ(send(sheet), kOk);
+    EXPECT_EQ(on.write(0, 16, 'x'), 0x052102u) << "the pre-gap comes first";
+    ASSERT_EQ(on.write(static_cast<std::uint32_t>(-150), 150, 0), kOk);
+    ASSERT_EQ(on.write(0, 150, 'd'), kOk);
+    EXPECT_EQ(on.discStatus() & 3, 1u);
+    ASSERT_EQ(on.write(150, 150, 0, 2352), kOk);
+    ASSERT_EQ(on.write(300, 150, 'm', 2352), kOk);
+    EXPECT_EQ(on.discStatus() & 15, 14u);
+    on.load(on.path());
+    EXPECT_EQ(on.read(149), std::uint32_t{'d'}) << "no run-out blocks";
+    EXPECT_EQ(on.read(300), 0x056400u) << "audio";
+    const Bytes audio = on.receive({0xBE, 4, 0, 0, 1, 44, 0, 0, 1, 0x10}, 2352);
+    EXPECT_EQ(LoadedDrive::be(audio, 2351, 1), std::uint32_t{'m'});
+    const Bytes raw = on.receive({0xBE, 0, 0, 0, 0, 0, 0, 0, 1, 0xF8}, 2352);
+    EXPECT_EQ(LoadedDrive::be(raw, 12, 4), 0x00020001u);
+    EXPECT_EQ(LoadedDrive::be(on.receive({0x43, 2, 2, 0, 0, 0, 0, 0, 59}, 59), 0, 4), 57u << 16 | 0x0101u);
+}
+
+}  // namespace
+
+}  // namespace tovlark
