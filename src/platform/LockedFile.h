@@ -19,8 +19,8 @@ public:
     LockedFile(LockedFile&&) noexcept;
     LockedFile& operator=(LockedFile&&) noexcept;
 
-    /// Opens a regular file, or makes one that must not be there yet. `IsBusy` tells of the error when somebody else
-    /// has it open, in this process or another; the lock ends with the process that holds it.
+    /// Opens a regular file, or makes one that must not be there yet. `IsLockedElsewhere` tells of the error when
+    /// somebody else has it open, in this process or another; the lock ends with the process that holds it.
     SystemError open(const Text& path, Mode mode);
     bool isOpen() const;
     /// What lies past the end of the file reads as zeros.
@@ -35,6 +35,6 @@ private:
 };
 
 /// True when the error means that somebody else has the file open.
-bool IsBusy(SystemError error);
+bool IsLockedElsewhere(SystemError error);
 
 }  // namespace tovlark

@@ -20,7 +20,7 @@ struct DriveDescription {
 /// What kept a drive from being opened: the file, and the system's word or what is wrong with a disc file.
 struct DriveFileFault {
     Text path;
-    SystemError error;  // `IsBusy`: another process uses it
+    SystemError error;  // `IsLockedElsewhere`: another process uses it
     DiscFault disc = DiscFault::None;
 
     bool failed() const { return error.failed() || disc != DiscFault::None; }

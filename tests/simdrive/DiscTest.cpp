@@ -24,7 +24,7 @@ TEST(DiscFile, IsLockedWhileOpen) {
     SystemError error;
     ASSERT_EQ(first.open(path, error), DiscFault::None);
     EXPECT_EQ(second.open(path, error), DiscFault::System);
-    EXPECT_TRUE(IsBusy(error));
+    EXPECT_TRUE(IsLockedElsewhere(error));
     first = Disc();
     EXPECT_EQ(second.open(path, error), DiscFault::None);
 }

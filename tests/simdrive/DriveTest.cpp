@@ -1,4 +1,4 @@
-#include "DriveFixture.h"
+#include "simdrive/DriveFixture.h"
 
 namespace tovlark {
 

@@ -78,6 +78,6 @@ SystemError LockedFile::setSize(std::uint64_t sizeBytes) const {
     return ::ftruncate(FdOf(handle_), static_cast<off_t>(sizeBytes)) == 0 ? SystemError{} : LastError();
 }
 
-bool IsBusy(SystemError error) { return error.code == EWOULDBLOCK || error.code == EBUSY; }
+bool IsLockedElsewhere(SystemError error) { return error.code == EWOULDBLOCK || error.code == EBUSY; }
 
 }  // namespace tovlark

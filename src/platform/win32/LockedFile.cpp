@@ -94,6 +94,6 @@ SystemError LockedFile::setSize(std::uint64_t sizeBytes) const {
     return isDone ? SystemError{} : LastError();
 }
 
-bool IsBusy(SystemError error) { return error.code == ERROR_SHARING_VIOLATION || error.code == ERROR_BUSY; }
+bool IsLockedElsewhere(SystemError error) { return error.code == ERROR_SHARING_VIOLATION || error.code == ERROR_BUSY; }
 
 }  // namespace tovlark
