@@ -58,7 +58,8 @@ struct Reply {
     std::vector<std::uint8_t> bytes;
 
     Reply& put(std::size_t count, std::uint64_t value) {
-        while (count-- > 0) bytes.push_back(static_cast<std::uint8_t>(value >> (8 * count)));
+        while (count-- > 0)
+            bytes.push_back(count < 8 ? static_cast<std::uint8_t>(value >> (8 * count)) : std::uint8_t{0});
         return *this;
     }
     void set(std::size_t offset, std::size_t count, std::uint64_t value) {

@@ -1,0 +1,55 @@
+#include <filesystem>
+
+#include "simdrive/DriveFixture.h"
+#include "simdrive/SimulatedDrive.h"
+
+namespace tovlark {
+
+namespace {
+
+std::uint8_t Send(DiscDevice& device, std::initializer_list<int> cdb, Bytes& data) {
+    std::vector<std::byte> block;
+    for (const int byte : cdb) block.push_back(static_cast<std::byte>(byte));
+    PassThrough command{.cdb = block,
+                        .direction = data.empty() ? DataDirection::None : DataDirection::Out,
+                        .data = data.data(),
+                        .dataBytes = static_cast<std::uint32_t>(data.size()),
+                        .sense = {}};
+    EXPECT_FALSE(device.send(device.self, command).failed());
+    return command.scsiStatus;
+}
+
+TEST(SimulatedDrive, IsBusyForOthersAndKeepsWhatWasSynchronised) {
+    const TempFolder folder;
+    const Text path = (folder / "f.drive").u16string();
+    StillTime time;
+    DiscDevice device, second;
+    EXPECT_TRUE(IsNotFound(OpenSimulatedDrive(path, time.clock, device).error));
+    DriveDescription description;
+    description.disc = u"a.tvdisc";
+    description.log = u"log.txt";
+    ASSERT_FALSE(WriteDriveDescription(path, description).failed());
+    EXPECT_TRUE(OpenSimulatedDrive(path, time.clock, device).failed()) << "there is no such disc";
+    ASSERT_FALSE(Disc::create((folder / "a.tvdisc").u16string(), *FindRules(Medium::DvdPlusR), 1000).failed());
+    ASSERT_FALSE(OpenSimulatedDrive(path, time.clock, device).failed());
+    EXPECT_TRUE(IsLockedElsewhere(OpenSimulatedDrive(path, time.clock, second).error));
+
+    Bytes data(2048 * 16, std::byte{'a'}), none;
+    ASSERT_EQ(Send(device, {0x2A, 0, 0, 0, 0, 0, 0, 0, 16, 0}, data), 0);
+    ASSERT_EQ(Send(device, {0x35, 0, 0, 0, 0, 0, 0, 0, 0, 0}, none), 0);
+    ASSERT_EQ(Send(device, {0x2A, 0, 0, 0, 0, 16, 0, 0, 16, 0}, data), 0);
+    // What the disc file holds at this moment is what a killed process leaves.
+    std::filesystem::copy_file(folder / "a.tvdisc", folder / "killed.tvdisc");
+    device.close(device.self);
+    Disc disc;
+    SystemError error;
+    ASSERT_EQ(disc.open((folder / "killed.tvdisc").u16string(), error), DiscFault::None);
+    EXPECT_EQ(disc.state.tracks.at(0).next, 16);
+    EXPECT_EQ(folder.read("log.txt"),
+              "2A 00 00 00 00 00 00 00 10 00\n35 00 00 00 00 00 00 00 00 00\n"
+              "2A 00 00 00 00 10 00 00 10 00\n");
+}
+
+}  // namespace
+
+}  // namespace tovlark
