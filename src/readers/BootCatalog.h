@@ -1,7 +1,5 @@
 #pragma once
 
-#include <array>
-#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,7 +19,6 @@ struct BootCatalogEntry {
     std::uint8_t systemType = 0;    // of the hard disk's partition
     std::uint16_t sectorCount = 0;  // to load, of 512 bytes
     std::uint32_t firstSector = 0;  // of the image, of 2048 bytes; inside the source
-    std::array<std::byte, 20> selection{};  // selection criteria: first their type
 };
 
 struct BootCatalog {

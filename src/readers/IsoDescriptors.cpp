@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "base/BootBytes.h"
 #include "base/IsoBytes.h"
 #include "readers/IsoRecords.h"
 #include "readers/IsoVolume.h"
@@ -14,19 +15,6 @@ namespace {
 constexpr std::uint32_t kFirstDescriptor = 16, kMostDescriptors = 64;
 constexpr std::string_view kStandard = "CD001";
 constexpr std::string_view kElTorito = "EL TORITO SPECIFICATION";
-
-/// Boot record volume descriptor as El Torito uses it.
-struct BootRecord {
-    static constexpr std::uint8_t kType = 0;
-
-    std::uint8_t type;
-    char identifier[5];
-    std::uint8_t version;
-    char systemIdentifier[32];
-    std::uint8_t unused39[32];
-    Little32 catalogSector;
-};
-static_assert(sizeof(BootRecord) == 75 && offsetof(BootRecord, catalogSector) == 71);
 
 template <std::size_t size>
 std::string_view View(const char (&field)[size]) {
@@ -78,7 +66,7 @@ public:
                 facts_.joliet = treeOf(descriptor, u"Joliet", JolietText);
                 facts_.jolietLevel = facts_.joliet ? JolietLevel(descriptor) : 0;
             }
-            if (descriptor.type == BootRecord::kType) takeBootRecord(descriptor);
+            if (descriptor.type == BootRecord().type) takeBootRecord(descriptor);
         }
         if (hasAny && !hasPrimary) blame(u"ISO 9660", {});
         if (!hasAny) facts_.fault.reset();
@@ -130,7 +118,7 @@ private:
         BootRecord record;
         const auto bytes = std::as_bytes(std::span(&descriptor, 1));
         std::copy_n(bytes.begin(), sizeof(record), std::as_writable_bytes(std::span(&record, 1)).begin());
-        if (View(record.systemIdentifier).starts_with(kElTorito) && !facts_.bootCatalogSector)
+        if (View(record.system).starts_with(kElTorito) && !facts_.bootCatalogSector)
             facts_.bootCatalogSector = record.catalogSector;
     }
 
