@@ -97,10 +97,10 @@ private:
             View(descriptor.copyrightFile),          View(descriptor.abstractFile),
             View(descriptor.bibliographicFile)};
         static_assert(std::size(fields) == std::size(tree.fields));
-        std::transform(std::begin(fields), std::end(fields), tree.fields, decode);
+        std::transform(std::begin(fields), std::end(fields), tree.fields.begin(), decode);
         const IsoVolumeDate dates[] = {descriptor.creation, descriptor.modification, descriptor.expiration,
                                        descriptor.effective};
-        std::transform(std::begin(dates), std::end(dates), tree.dates, FromVolumeDate);
+        std::transform(std::begin(dates), std::end(dates), tree.dates.begin(), FromVolumeDate);
         return tree;
     }
 

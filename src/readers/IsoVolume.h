@@ -30,9 +30,9 @@ enum class IsoDate : std::uint8_t { Creation, Modification, Expiration, Effectiv
 struct IsoTreeFacts {
     std::uint32_t blockSize;  // 512, 1024 or 2048
     std::uint64_t rootOffset, rootSizeBytes;
-    std::uint64_t volumeSizeBytes;                           // as recorded, nothing checked
-    Text fields[static_cast<std::size_t>(IsoField::Count)];  // the filling at the end cut off
-    std::optional<UnixSeconds> dates[static_cast<std::size_t>(IsoDate::Count)];
+    std::uint64_t volumeSizeBytes;                                       // as recorded, nothing checked
+    std::array<Text, static_cast<std::size_t>(IsoField::Count)> fields;  // the filling at the end cut off
+    std::array<std::optional<UnixSeconds>, static_cast<std::size_t>(IsoDate::Count)> dates;
 };
 
 /// What the volume descriptors of an image tell. A tree that is missing or broken is not there; `fault` tells about the

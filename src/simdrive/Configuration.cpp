@@ -74,7 +74,7 @@ void PutFeature(const SimDrive& drive, const Feature& feature, Reply& reply) {
 
 std::vector<ModePage> StandardPages() {
     const auto page = [](std::uint8_t code, std::size_t bytes,
-                         std::vector<std::pair<std::size_t, std::pair<std::uint8_t, std::uint8_t>>> values) {
+                         const std::vector<std::pair<std::size_t, std::pair<std::uint8_t, std::uint8_t>>>& values) {
         ModePage made{code, std::vector<std::uint8_t>(bytes), {}, std::vector<std::uint8_t>(bytes)};
         made.current[0] = code;
         made.current[1] = static_cast<std::uint8_t>(bytes - 2);

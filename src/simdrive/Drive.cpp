@@ -67,7 +67,8 @@ constexpr std::uint8_t kNoRow = 255;
 constexpr std::array<std::uint8_t, 256> kRowOf = [] {
     std::array<std::uint8_t, 256> rows{};
     rows.fill(kNoRow);
-    for (std::uint8_t index = 0; index < std::size(kCommands); ++index) rows[kCommands[index].opcode] = index;
+    for (std::size_t index = 0; index < std::size(kCommands); ++index)
+        rows[kCommands[index].opcode] = static_cast<std::uint8_t>(index);
     return rows;
 }();
 

@@ -30,8 +30,7 @@ std::vector<Text> AsWords(std::span<const std::uint32_t> numbers) {
 
 /// Stores the instant of the local time that the switch is given.
 std::size_t TakeDate(CommandContext& context, Words words, UnixSeconds& date) {
-    if (words.size() < 2) return 0;
-    const auto time = ParseDateTime(words[1]);
+    const auto time = words.size() < 2 ? std::nullopt : ParseDateTime(words[1]);
     if (!time) return Refuse(context, TextId::DateUsage, {words[0]});
     date = FromLocal(context.task.clock, *time);
     return 2;
