@@ -55,6 +55,7 @@ protected:
 };
 
 TEST_F(Extract, RestoresWhatWasRecorded) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "no POSIX modes and links there";
     makeTree();
     for (const std::string writer : {"xorriso -as mkisofs", "genisoimage"}) {
         makeImage(writer);
@@ -160,6 +161,7 @@ TEST_F(Extract, NeverLeavesTheOutputFolder) {
     EXPECT_EQ(foreign({"cat", "out/sub1/evil"}), "written through a link");
 
     // A link that is there already is not followed either.
+    if (TestingWindowsPrograms()) return;  // the emulator shows a link of its host as what it leads to
     foreign({"sh", "-c", "rm -r out/sub1 && ln -s ../victim out/sub1"});
     EXPECT_EQ(run({"extract", "x.iso", "/", "-od", "out", "-y"}).status, kFailed);
     EXPECT_TRUE(std::filesystem::is_empty(work_ / "victim"));
