@@ -30,7 +30,7 @@ enum class ShortPregaps : std::uint8_t { Drop, Keep };
 std::optional<CueFault> ReadCueSheet(const Text& path, const CodePage& codePage, ShortPregaps shortPregaps,
                                      DiscLayout& layout);
 
-/// The same for the bytes of a sheet; the data files' names are taken below `folder`, nothing of them is looked at.
+/// The same for the bytes of a sheet; the data files' names are taken below `folder`, their contents are not looked at.
 std::optional<CueFault> ParseCueSheet(std::string_view bytes, const Text& folder, const CodePage& codePage,
                                       ShortPregaps shortPregaps, DiscLayout& layout);
 

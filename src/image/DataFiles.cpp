@@ -69,8 +69,11 @@ bool FindSamples(const InputFile& input, std::uint64_t fileBytes, const Containe
 }  // namespace
 
 Text LocatePath(const Text& folder, const Text& name) {
-    if (IsAbsolutePath(name)) return name;
-    Text local = name.size() > 1 && name[1] == u':' ? name.substr(name.find_last_of(u"\\/:") + 1) : name;
+    FileInfo info;
+    const bool isFull = IsAbsolutePath(name);
+    if (isFull && !GetTargetInfo(name, info).failed()) return name;
+    const bool hasDrive = name.size() > 1 && name[1] == u':';
+    Text local = isFull || hasDrive ? name.substr(name.find_last_of(u"\\/:") + 1) : name;
     std::ranges::replace(local, u'\\', kPathSeparator);
     return JoinPath(folder, local);
 }
