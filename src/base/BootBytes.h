@@ -8,8 +8,8 @@
 
 namespace tovlark {
 
-// Structures of the "El Torito" Bootable CD-ROM Format Specification, version 1.0, as they stand in a sector; figures
-// are the specification's. Platform 0xEF is UEFI's (UEFI 2.10, 13.3.2.1).
+// Structures of a boot catalog as they stand in a sector; figures are those of "El Torito" Bootable CD-ROM Format 1.0.
+// Platform 0xEF is UEFI's (UEFI 2.10, 13.3.2.1).
 
 /// Figure 7: in the sector behind the primary volume descriptor.
 struct BootRecord {
