@@ -173,6 +173,7 @@ private:
         startLine();
         ReportError(task_, texts_.format(TextId::LargeFileRefused,
                                          {place.path(), FormatSize(info.sizeBytes), texts_[TextId::LargeFileReason]}));
+        TellError(task_, TextId::LargeFileAdvice);
         return false;
     }
 

@@ -49,6 +49,11 @@ void ReportFile(Task& task, TextId id, std::initializer_list<FormatArgument> arg
     ReportError(task, task.session.texts().format(id, arguments));
 }
 
+void ReportNotCreated(Task& task, const Text& path, SystemError error) {
+    ReportFile(task, TextId::CannotCreateOutput, {path, DescribeError(error)});
+    ExplainMissingFolder(task, path, error);
+}
+
 /// False when the name is taken by something that is not to be replaced.
 bool MayReplace(Task& task, const Text& path, const FileInfo& existing) {
     const Texts& texts = task.session.texts();
@@ -87,9 +92,7 @@ void LeaveOut(Task& task, ImageBuildContext& context, const FileInfo& output) {
         }
     }
     for (CompilationNode* node : found) {
-        const Text line = task.session.texts().format(TextId::OutputLeftOut, {PathInImage(*node)});
-        task.session.printLine(line);
-        task.log.append(line);
+        TellNote(task, TextId::OutputLeftOut, {PathInImage(*node)});
         DeleteNode(context, *node);
     }
 }
@@ -143,7 +146,7 @@ Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path,
     }
     ImageFile image;
     if (const SystemError error = image.file.create(path); error.failed()) {
-        ReportFile(task, TextId::CannotCreateOutput, {path, DescribeError(error)});
+        ReportNotCreated(task, path, error);
         return Status::Failed;
     }
     if (Fill(task, context, path, image) != Status::Ok) {
@@ -156,7 +159,7 @@ Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path,
     }
     context.sourceImages.clear();
     if (const SystemError error = image.file.commit(); error.failed()) {
-        ReportFile(task, TextId::CannotCreateOutput, {path, DescribeError(error)});
+        ReportNotCreated(task, path, error);
         return Status::Failed;
     }
     return Status::Ok;

@@ -144,11 +144,8 @@ void ReportBuildError(Task& task, const ImageBuildContext& context) {
         if (!details.empty()) details += u": ";
         details += DescribeError(context.systemError);
     }
-    for (const Text& text : {line, details}) {
-        if (text.empty()) continue;
-        task.session.printError(text);
-        task.log.append(text);
-    }
+    for (const Text& text : {line, details})
+        if (!text.empty()) TellError(task, text);
     if (context.error == BuildError::Cancelled)
         task.flags.cancel = true;
     else

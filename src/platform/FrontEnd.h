@@ -15,7 +15,7 @@ enum class FrontEndEvent : std::uint8_t {
     CannotStart,          // `subject`: the program's path; `error`
     NoRunFolder,          // `subject`: the folder for the pipes; `error`
     RunFolderNotPrivate,  // `subject`: the same, refused because others could reach into it
-    EndedEarly,           // the program ended before it had opened its pipes
+    EndedEarly,           // `subject`: the program's path; it ended before it had opened its pipes
     EndedBySignal,        // `number`: the signal
     EndedByException,     // `number`: the system's exception code
     ReaderGone,           // our own standard output cannot be written to any more: `error`

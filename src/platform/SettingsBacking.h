@@ -3,11 +3,19 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "base/Text.h"
+#include "platform/SystemError.h"
 
 namespace tovlark {
+
+/// Why a store cannot be read or written.
+struct SettingsFault {
+    Text path;
+    SystemError error;  // success: the file holds no text that can be used
+};
 
 /// Where settings live: a registry key or an INI file. `key` names a key (section) below the root, with `\` between
 /// its parts; empty means the root (section "Settings"). A read gives false when the value is missing,
@@ -15,6 +23,8 @@ namespace tovlark {
 /// kind under that name is replaced.
 struct SettingsBacking {
     virtual ~SettingsBacking() = default;
+    /// What keeps the store from being read, or kept the last write from it; nothing when all is well.
+    virtual std::optional<SettingsFault> fault() { return std::nullopt; }
     virtual bool readNumber(TextView key, TextView name, std::uint32_t& value) = 0;
     virtual bool readText(TextView key, TextView name, Text& value) = 0;
     virtual bool readBinary(TextView key, TextView name, std::vector<std::byte>& value) = 0;

@@ -101,10 +101,15 @@ TEST(IniSettings, ABadFileReadsAsEmptyAndIsNotOverwritten) {
         EXPECT_FALSE(store->readNumber({}, u"VerifyData", number));
         EXPECT_FALSE(store->writeNumber({}, u"VerifyData", 1));
         EXPECT_EQ(folder.read("deep/tovlark.ini"), bytes);
+        const auto fault = store->fault();
+        ASSERT_TRUE(fault);
+        EXPECT_EQ(fault->error.failed(), bytes == huge) << "the other one is no text";
     }
     TempFolder folder;
+    EXPECT_FALSE(Open(folder)->fault()) << "no file yet";
     std::filesystem::create_directories(folder / "deep" / "tovlark.ini");
     EXPECT_FALSE(Open(folder)->writeNumber({}, u"VerifyData", 1));
+    EXPECT_TRUE(Open(folder)->fault());
 }
 
 TEST(IniSettings, WritersAtTheSameTimeLoseNothing) {

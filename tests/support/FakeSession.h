@@ -63,6 +63,8 @@ struct FakeStreams {
 
 /// Settings in memory, shared by whoever holds a backing made from it.
 struct FakeSettings {
+    std::optional<SettingsFault> fault;
+
     using Value = std::variant<std::uint32_t, Text, std::vector<std::byte>>;
 
     std::map<std::pair<Text, Text>, Value> values;  // by key and name
@@ -78,6 +80,7 @@ struct FakeSettings {
 private:
     struct Backing : SettingsBacking {
         explicit Backing(FakeSettings& owner) : settings(owner) {}
+        std::optional<SettingsFault> fault() override { return settings.fault; }
 
         template <typename Kind>
         bool read(TextView key, TextView name, Kind& value) const {

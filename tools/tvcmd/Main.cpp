@@ -17,7 +17,7 @@ Text Describe(const FrontEndNotice& notice) {
         case FrontEndEvent::CannotStart: return texts.format(TextId::CannotStartProgram, {notice.subject, reason});
         case FrontEndEvent::NoRunFolder: return texts.format(TextId::NoRunFolder, {notice.subject, reason});
         case FrontEndEvent::RunFolderNotPrivate: return texts.format(TextId::RunFolderNotPrivate, {notice.subject});
-        case FrontEndEvent::EndedEarly: return texts.format(TextId::ProgramEndedEarly);
+        case FrontEndEvent::EndedEarly: return texts.format(TextId::ProgramEndedEarly, {notice.subject});
         case FrontEndEvent::EndedBySignal: return texts.format(TextId::ProgramEndedBySignal, {notice.number});
         case FrontEndEvent::EndedByException: return texts.format(TextId::ProgramEndedByException, {notice.number});
         case FrontEndEvent::ReaderGone: return texts.format(TextId::ReaderGone, {reason});

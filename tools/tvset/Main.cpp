@@ -79,6 +79,12 @@ Text ValueLine(const Tool& tool, const SettingRow& row) {
     return FormatText(u"%s = %s\n", {row.name, OneLine(ReadAsText(tool.settings, row))});
 }
 
+/// Names the file that is the reason, if there is one.
+void TellFault(const Tool& tool, TextId text) {
+    if (const auto fault = tool.settings.fault())
+        WriteErrorLine(tool.texts.format(text, {fault->path, ReasonOf(tool.texts, *fault)}));
+}
+
 const SettingRow* FindNamed(const Tool& tool) {
     const Text name = FromUtf8(tool.name);
     const SettingRow* row = FindSetting(name);
@@ -112,6 +118,7 @@ int ListAsJson(Tool& tool) {
 }
 
 int List(Tool& tool) {
+    TellFault(tool, TextId::SettingsUnusable);
     if (tool.isJson) return ListAsJson(tool);
     constexpr std::size_t kColumns = 5;
     constexpr std::array<std::size_t, kColumns> kWidest{30, 16, 16, 30, 0};  // longer cells push their own row only
@@ -145,6 +152,7 @@ int List(Tool& tool) {
 int Get(Tool& tool) {
     const SettingRow* row = FindNamed(tool);
     if (row == nullptr) return kExitFailed;
+    TellFault(tool, TextId::SettingsUnusable);
     tool.session.print(ValueLine(tool, *row));
     return kOk;
 }
@@ -160,6 +168,7 @@ int Set(Tool& tool) {
     }
     if (!WriteFromText(tool.settings, *row, value)) {
         WriteErrorLine(tool.texts.format(TextId::SettingNotKept, {row->name}));
+        TellFault(tool, TextId::SettingsNotWritten);
         return kExitFailed;
     }
     tool.session.print(ValueLine(tool, *row));
@@ -170,7 +179,10 @@ int Reset(Tool& tool) {
     if (tool.isYes) tool.session.assumeYes();
     const ResetOutcome outcome = ResetToDefaults(tool.session, tool.settings);
     if (tool.isYes) tool.session.print(u"\n");
-    if (outcome == ResetOutcome::NotKept) WriteErrorLine(tool.texts[TextId::ResetNotKept]);
+    if (outcome == ResetOutcome::NotKept) {
+        WriteErrorLine(tool.texts[TextId::ResetNotKept]);
+        TellFault(tool, TextId::SettingsNotWritten);
+    }
     return outcome == ResetOutcome::Done ? kOk : kExitFailed;
 }
 
@@ -213,6 +225,7 @@ int ProgramMain(const std::vector<Text>& words) {
             tool.session.print(FromUtf8(help.str()));
         } else {
             WriteErrorLine(FromUtf8(error.what()));
+            WriteErrorLine(tool.texts[TextId::TvsetUsage]);
             status = kExitFailed;
         }
     }

@@ -11,21 +11,29 @@ class Checker {
 public:
     explicit Checker(const CommandRequest& request) : request_(request) {}
 
-    void given(RequestField field, const Text& value, TextId text) {
-        if (value.empty()) add(field, text);
+    void given(RequestField field, const Text& value, TextId text, TextId advice = TextId::Count,
+               TextView adviceArgument = {}) {
+        if (value.empty()) add(field, text, advice, adviceArgument);
     }
     void drive(RequestField field, const Text& value, TextId text) {
-        if (!ParseDrive(value)) add(field, text);
+        if (!ParseDrive(value)) add(field, text, TextId::DriveWord, value);
     }
     void image() { given(RequestField::Source, request_.source, TextId::SpecifyImageFile); }
     void burner() { drive(RequestField::Target, request_.target, TextId::SpecifyBurner); }
-    void output() { given(RequestField::OutputFile, request_.outputFile, TextId::SpecifyOutputFile); }
+    void output() {
+        given(RequestField::OutputFile, request_.outputFile, TextId::SpecifyOutputFile, TextId::SwitchMissing, u"-o");
+    }
+    void extractFolder() {
+        given(RequestField::OutputFolder, request_.outputFolder, TextId::SpecifyExtractFolder, TextId::SwitchMissing,
+              u"-od");
+    }
 
     void usbDrive() {
         if (request_.target.empty())
-            add(RequestField::Target, TextId::SpecifyUsbDrive);
+            add(RequestField::Target, TextId::SpecifyUsbDrive, TextId::DriveWord, request_.target);
         else if (!ParseDrive(request_.target))
-            faults_.push_back({RequestField::Target, TextId::NotUsbDrive, request_.target});
+            faults_.push_back(
+                {RequestField::Target, TextId::NotUsbDrive, request_.target, TextId::DriveWord, request_.target});
     }
     /// Formats that hold no disc image, and with `needsSuffix` file names that tell none.
     void imageFormat(bool needsSuffix) {
@@ -33,7 +41,8 @@ public:
         const auto type = EffectiveOutputType(request_);
         const bool isArchive = request_.outputType == OutputType::BySuffix && HasArchiveSuffix(request_.outputFile);
         if (type ? IsAudio(*type) : needsSuffix && !isArchive)
-            add(RequestField::OutputType, TextId::UnknownOutputFormat);
+            add(RequestField::OutputType, TextId::UnknownOutputFormat, TextId::ImageFormats,
+                ImageFormatWords() + Text(needsSuffix ? u", 7z, zip" : u""));
     }
     void audioFormat() {
         const bool isToldBySuffix = request_.ripToSingleFile || request_.outputType != OutputType::BySuffix;
@@ -48,7 +57,9 @@ private:
         const TextView suffix = ExtensionOf(path);
         return EqualsIgnoringCase(suffix, u"7z") || EqualsIgnoringCase(suffix, u"zip");
     }
-    void add(RequestField field, TextId text) { faults_.push_back({field, text, {}}); }
+    void add(RequestField field, TextId text, TextId advice = TextId::Count, TextView adviceArgument = {}) {
+        faults_.push_back({field, text, {}, advice, Text(adviceArgument)});
+    }
 
     const CommandRequest& request_;
     std::vector<RequestFault> faults_;
@@ -94,7 +105,7 @@ std::vector<RequestFault> CheckRequest(const CommandRequest& request) {
         case CommandKind::List: check.image(); break;
         case CommandKind::Extract:
             check.image();
-            check.given(RequestField::OutputFolder, request.outputFolder, TextId::SpecifyExtractFolder);
+            check.extractFolder();
             break;
         case CommandKind::Rip:
             if (request.ripToSingleFile)

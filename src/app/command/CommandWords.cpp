@@ -21,15 +21,14 @@ std::size_t TakeImageAndPath(CommandContext& context, Words words, CommandKind k
 /// For words that work on an image while the line is still being parsed.
 std::size_t RefuseWorkOnImage(CommandContext& context, Words words, TextId cannotOpen, std::size_t taken) {
     context.isDoomed = true;
-    if (CanOpenImage(context.task, words[1], cannotOpen))
-        context.task.session.printError(TextId::NotInThisBuild, {words[0]});
+    if (CanOpenImage(context.task, words[1], cannotOpen)) TellError(context.task, TextId::NotInThisBuild, {words[0]});
     return taken;
 }
 
 }  // namespace
 
 std::size_t Refuse(CommandContext& context, TextId reason, std::initializer_list<FormatArgument> arguments) {
-    context.task.session.printError(reason, arguments);
+    TellError(context.task, reason, arguments);
     return 0;
 }
 

@@ -5,6 +5,7 @@
 #include "authoring/Adding.h"
 #include "base/Dates.h"
 #include "base/IniText.h"
+#include "platform/Paths.h"
 
 namespace tovlark {
 
@@ -55,7 +56,9 @@ std::size_t AddSwitch(CommandContext& context, Words words) {
     if (folder == nullptr) return 0;
     session.printAndMark(session.texts().format(TextId::Adding, {localPath}));
     if (AddFromDisk(task, context.compilation, localPath, *folder) == AddResult::NotFound) {
-        session.printError(TextId::CannotFindLocal, {localPath});
+        TellError(task, TextId::CannotFindLocal, {localPath});
+        if (const Text fullPath = FullPath(localPath); fullPath != localPath)
+            TellError(task, TextId::LookedFor, {fullPath});
         context.endStatus = Status::Failed;
         return 0;
     }

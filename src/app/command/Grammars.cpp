@@ -178,6 +178,13 @@ std::vector<Text> OutputTypeWords() {
     return words;
 }
 
+Text ImageFormatWords() {
+    Text words;
+    for (const auto& row : kOutputTypes)
+        if (!IsAudio(row.value)) words.append(words.empty() ? u"" : u", ").append(row.word);
+    return words;
+}
+
 std::optional<OutputType> OutputTypeOfSuffix(TextView path) { return ParseOutputType(ExtensionOf(path)); }
 
 bool ApplyBootMode(TextView word, UsbBootOptions& options) {

@@ -37,6 +37,9 @@ std::uint32_t ParseLeadingNumber(TextView word);
 std::optional<OutputType> ParseOutputType(TextView word);
 std::vector<Text> OutputTypeWords();
 
+/// Those of them that are disc images, with commas between.
+Text ImageFormatWords();
+
 /// Type that the suffix of a file name stands for; nothing for one that stands for none.
 std::optional<OutputType> OutputTypeOfSuffix(TextView path);
 

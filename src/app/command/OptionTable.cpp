@@ -80,7 +80,7 @@ constexpr OptionRow kOptions[] = {
     {u"create", u"-o FILE -add FILE-OR-FOLDER FOLDER-IN-IMAGE", CreateCommand},
     {u"edit", u"IMAGE", EditCommand},
     {u"-add", u"FILE-OR-FOLDER FOLDER-IN-IMAGE (which begins with /)", AddSwitch, Parameter::Path, Parameter::Other},
-    {u"-delete", u"PATH-IN-IMAGE", DeleteSwitch},
+    {u"-delete", u"PATH-IN-IMAGE (added or opened earlier on the line)", DeleteSwitch},
     {u"-label", u"TEXT", LabelSwitch, Parameter::Other},
     {u"-joliet", u"0 | 1 | 2 | 3", JolietSwitch, Parameter::Choice, Parameter::None, JolietLevelWords},
     {u"-udf", u"", UdfSwitch, Parameter::Choice, Parameter::None, OnOffWords},

@@ -31,28 +31,28 @@ std::size_t EditsBetween(TextView left, TextView right) {
 }
 
 Status RefuseUnknown(CommandContext& context, const Text& word) {
-    ConsoleSession& session = context.task.session;
-    session.printError(TextId::UnrecognizedParameter, {word});
+    Task& task = context.task;
+    TellError(task, TextId::UnrecognizedParameter, {word});
     const auto distance = [&](const OptionRow& row) {
         return word.size() > 100 ? word.size() : EditsBetween(UpperCase(row.word), UpperCase(word));
     };
     const auto nearest = std::ranges::min_element(AllOptions(), {}, distance);
     if (distance(*nearest) <= kFurthest && distance(*nearest) < nearest->word.size() - 1)
-        session.printError(TextId::DidYouMean, {nearest->word});
+        TellError(task, TextId::DidYouMean, {nearest->word});
     else
-        session.printError(TextId::SeeUsage);
+        TellError(task, TextId::SeeUsage);
     return Status::Failed;
 }
 
 Status RefuseParameter(CommandContext& context, const OptionRow& row) {
-    ConsoleSession& session = context.task.session;
-    session.printError(TextId::BadParameter, {row.word});
+    Task& task = context.task;
+    TellError(task, TextId::BadParameter, {row.word});
     if (row.handler == Reject)
-        session.printError(TextId::NotOnCommandLine, {row.word});
+        TellError(task, TextId::NotOnCommandLine, {row.word});
     else if (!row.word.starts_with(u'-') && context.request.command != CommandKind::None)
-        session.printError(TextId::OneCommandOnly);
+        TellError(task, TextId::OneCommandOnly);
     else if (!row.syntax.empty())
-        session.printError(TextId::SyntaxOf, {row.word, row.syntax});
+        TellError(task, TextId::SyntaxOf, {row.word, row.syntax});
     return Status::Failed;
 }
 
@@ -71,7 +71,7 @@ std::size_t FirstCommandWord(const std::vector<Text>& words) {
 Status ParseCommandLine(CommandContext& context) {
     Words words(context.words);
     if (words.size() < 2) {
-        context.task.session.printError(TextId::NoParameters);
+        TellError(context.task, TextId::NoParameters);
         return Status::Failed;
     }
     if (words.size() > 2 && words[words.size() - 2] == kCurrentFolderWord) {

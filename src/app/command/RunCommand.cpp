@@ -19,7 +19,7 @@ namespace {
 constexpr TextView kDrivesKey = u"Drives";
 
 Status Fail(CommandContext& context, TextId text, std::initializer_list<FormatArgument> arguments = {}) {
-    context.task.session.printError(text, arguments);
+    TellError(context.task, text, arguments);
     return Status::Failed;
 }
 
@@ -28,15 +28,18 @@ Status NotInThisBuild(CommandContext& context, TextView what) { return Fail(cont
 /// Reports the first fault only: a person mends one at a time.
 bool PassesChecks(CommandContext& context) {
     const std::vector<RequestFault> faults = CheckRequest(context.request);
-    if (!faults.empty()) context.task.session.printError(faults[0].text, {faults[0].argument});
-    return faults.empty();
+    if (faults.empty()) return true;
+    const RequestFault& fault = faults[0];
+    TellError(context.task, fault.text, {fault.argument});
+    if (fault.advice != TextId::Count) TellError(context.task, fault.advice, {fault.adviceArgument});
+    return false;
 }
 
 /// True when the letter of a well-formed drive word stands for a device, else a message.
 bool FindDrive(CommandContext& context, const Text& word) {
     const char16_t letter = *ParseDrive(word);
     if (!context.task.settings.getStringIn(TextView(&letter, 1), {}, kDrivesKey).empty()) return true;
-    context.task.session.printError(TextId::NoSuchDrive, {TextView(&letter, 1)});
+    TellError(context.task, TextId::NoSuchDrive, {TextView(&letter, 1)});
     return false;
 }
 
@@ -72,8 +75,8 @@ Status SaveCompilation(CommandContext& context, const Text& path, ExistingOutput
     const auto type = EffectiveOutputType(context.request);
     if (type == OutputType::Psa) return NotInThisBuild(context, u"create (psa)");
     if (type == OutputType::Bin) return NotInThisBuild(context, u"create (bin)");
-    if (!type && HasForeignSuffix(path)) context.task.session.printLine(TextId::WrittenAsIso, {FileName(path)});
-    if (context.request.imageOptions.isAnySet()) context.task.session.printLine(TextId::ImageOptionsUnused);
+    if (!type && HasForeignSuffix(path)) TellNote(context.task, TextId::WrittenAsIso, {FileName(path)});
+    if (context.request.imageOptions.isAnySet()) TellNote(context.task, TextId::ImageOptionsUnused);
     return CreateImageFile(context.task, context.compilation, path, existing);
 }
 
@@ -95,8 +98,8 @@ Status RunBurnImage(CommandContext& context) {
     if (!PassesChecks(context) || !CanOpenImage(context.task, request.source, TextId::CannotOpenImage))
         return Status::Failed;
     if (IsPackedArchive(request.source)) {
-        ConsoleSession& session = context.task.session;
-        session.printError(FormatText(u"%s\r\n\r\n%s", {request.source, session.texts()[TextId::UnpackBeforeBurning]}));
+        const Texts& texts = context.task.session.texts();
+        TellError(context.task, FormatText(u"%s\r\n\r\n%s", {request.source, texts[TextId::UnpackBeforeBurning]}));
         return Status::Failed;
     }
     return FindDrive(context, request.target) ? NotInThisBuild(context, u"burn-image") : Status::Failed;
@@ -192,7 +195,10 @@ constexpr RunStep kRunSteps[] = {
 Status RunCommand(CommandContext& context) {
     if (context.isDoomed || context.task.flags.cancel) return Status::Failed;
     const auto step = std::ranges::find(kRunSteps, context.request.command, &RunStep::kind);
-    return step == std::end(kRunSteps) ? Status::Failed : step->run(context);
+    if (step != std::end(kRunSteps)) return step->run(context);
+    // Nothing is printed: callers of `show-comment` read all that is.
+    context.task.log.append(Text(context.task.session.texts()[TextId::NoCommand]));
+    return Status::Failed;
 }
 
 }  // namespace tovlark

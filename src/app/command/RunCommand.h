@@ -15,7 +15,9 @@ enum class RequestField : std::uint8_t { Source, Target, OutputFile, OutputFolde
 struct RequestFault {
     RequestField field;
     TextId text;
-    Text argument;  // for texts that take one
+    Text argument;                  // for texts that take one
+    TextId advice = TextId::Count;  // what would be right; `Count` when the text says it
+    Text adviceArgument{};
 };
 
 /// What -ot asks for, or else what the output file's suffix stands for; nothing when that is unknown.

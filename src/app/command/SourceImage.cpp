@@ -21,7 +21,10 @@ constexpr std::size_t kLongestMark = 8;
 bool CanOpenImage(Task& task, const Text& path, TextId cannotOpen) {
     InputFile file;
     const SystemError error = file.open(path);
-    if (error.failed()) task.session.printError(cannotOpen, {path, DescribeError(error)});
+    if (error.failed()) TellError(task, cannotOpen, {path, DescribeError(error)});
+    // This one does not say why.
+    if (error.failed() && cannotOpen == TextId::CannotOpenFile)
+        TellError(task, TextId::CannotRead, {path, DescribeError(error)});
     return !error.failed();
 }
 

@@ -83,10 +83,12 @@ TextView LanguageFile::find(Place place) const {
     return found == texts_.end() ? TextView() : TextView(found->second);
 }
 
+bool IsEnglish(std::uint32_t languageId) { return languageId == 0 || (languageId & kPrimaryMask) == kEnglish; }
+
 LanguageFile LoadLanguage(std::uint32_t languageId) { return LoadLanguage(languageId, LanguageFolder()); }
 
 LanguageFile LoadLanguage(std::uint32_t languageId, const Text& folder) {
-    if (languageId == 0 || (languageId & kPrimaryMask) == kEnglish) return {};
+    if (IsEnglish(languageId)) return {};
     std::vector<Text> names;
     const SystemError unreadable = ListFolder(folder, [&](const FolderEntry& entry) {
         if (EqualsIgnoringCase(ExtensionOf(entry.name), u"ini")) names.emplace_back(entry.name);

@@ -39,6 +39,9 @@ private:
     std::map<Place, Text> texts_;
 };
 
+/// True for the language identifiers whose texts are built in, 0 among them.
+bool IsEnglish(std::uint32_t languageId);
+
 /// Finds the language file for an identifier in the language folder: exact match first, then the same primary
 /// language. Empty when there is none, and for 0 and English.
 LanguageFile LoadLanguage(std::uint32_t languageId);

@@ -5,7 +5,25 @@
 
 namespace tovlark {
 
+namespace {
+
+/// What people see may begin or end with line breaks or hold some; a line of the log is one line.
+Text OneLine(TextView text) {
+    Text line;
+    bool isPending = false;
+    for (const char16_t unit : text) {
+        const bool isBreak = unit == u'\r' || unit == u'\n';
+        if (!isBreak && isPending && !line.empty()) line += u' ';
+        if (!isBreak) line += unit;
+        isPending = isBreak;
+    }
+    return line;
+}
+
+}  // namespace
+
 void MessageLog::append(Text text) {
+    text = OneLine(text);
     if (events_ != nullptr) events_->message(text, MessageLevel::Log);
     const UnixSeconds time = clock_.now(clock_.self);
     const std::scoped_lock guard(lock_);

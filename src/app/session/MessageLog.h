@@ -27,6 +27,7 @@ public:
     explicit MessageLog(const Clock& clock, EventWriter* events = nullptr) : clock_(clock), events_(events) {}
     MessageLog(const MessageLog&) = delete;
 
+    /// Line breaks within the text become blanks.
     void append(Text text);
     std::vector<Line> lines() const;
     /// All lines as UTF-8, "yyyy-mm-dd hh:mm:ss text" each, CR LF ends.

@@ -10,6 +10,10 @@
 
 namespace tovlark {
 
+Text ReasonOf(const Texts& texts, const SettingsFault& fault) {
+    return fault.error.failed() ? DescribeError(fault.error) : Text(texts[TextId::SettingsNotText]);
+}
+
 std::uint32_t SettingsStore::getInt(const IntSetting& setting) const {
     return getInt(setting.name, setting.fallback, setting.minimum, setting.maximum);
 }

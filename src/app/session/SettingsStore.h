@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <span>
 #include <utility>
 
@@ -47,11 +48,18 @@ public:
     /// program.
     bool setShellIntegration(std::uint32_t bits);
 
+    /// What keeps the store from being read, or kept the last write from it; nothing when all is well.
+    std::optional<SettingsFault> fault() const { return backing_->fault(); }
+
 private:
     std::unique_ptr<SettingsBacking> backing_;
 };
 
 class ConsoleSession;
+class Texts;
+
+/// The fault's reason in words.
+Text ReasonOf(const Texts& texts, const SettingsFault& fault);
 
 enum class ResetOutcome : std::uint8_t { Done, Declined, NotKept };
 

@@ -6,6 +6,7 @@
 #include "app/session/SettingsStore.h"
 #include "base/Clock.h"
 #include "base/Text.h"
+#include "platform/SystemError.h"
 
 namespace tovlark {
 
@@ -18,7 +19,17 @@ struct Task {
     Flags& flags;
 };
 
+/// Prints and logs what is worth a line and no failure.
+void TellNote(Task& task, TextId text, std::initializer_list<FormatArgument> arguments = {});
+
+/// Prints and logs the line: a failure, or what explains one.
+void TellError(Task& task, const Text& line);
+void TellError(Task& task, TextId text, std::initializer_list<FormatArgument> arguments = {});
+
 /// Prints and logs the line and sets the error flag.
 void ReportError(Task& task, const Text& line);
+
+/// Below the message that a file could not be made: names the folder that is missing, if that was the reason.
+void ExplainMissingFolder(Task& task, const Text& path, SystemError error);
 
 }  // namespace tovlark

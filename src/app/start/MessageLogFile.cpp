@@ -11,7 +11,9 @@ void KeepMessageLog(Task& task) {
     const std::string lines = path.empty() ? std::string() : task.log.render();
     if (lines.empty()) return;
     const SystemError error = AppendToFile(path, std::as_bytes(std::span(lines)));
-    if (error.failed()) task.session.printError(TextId::MessageLogNotKept, {path, DescribeError(error)});
+    if (!error.failed()) return;
+    task.session.printError(TextId::MessageLogNotKept, {path, DescribeError(error)});
+    ExplainMissingFolder(task, path, error);
 }
 
 }  // namespace tovlark

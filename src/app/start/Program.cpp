@@ -1,11 +1,13 @@
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "app/session/Settings.h"
 #include "app/start/Start.h"
 #include "base/Status.h"
 #include "platform/EventStream.h"
 #include "platform/Main.h"
+#include "platform/Paths.h"
 #include "platform/Process.h"
 #include "platform/SystemClock.h"
 
@@ -45,7 +47,10 @@ int Run(const std::vector<Text>& words, const Clock& clock, EventWriter& events,
     static Flags flags;  // signals reach it until the process is gone
     WatchForCancel(flags.cancel);
     SettingsStore settings(OpenSettings());
-    const Texts texts(LoadLanguage(settings.getInt(kLanguage)));
+    const std::uint32_t language = settings.getInt(kLanguage);
+    LanguageFile languageFile = LoadLanguage(language);
+    const bool hasLanguage = IsEnglish(language) || languageFile.languageId() != 0;
+    const Texts texts(std::move(languageFile));
     MessageLog log(clock, &events);
     ConsoleSession session(StandardStreams(), texts, clock, flags, &events);
     Task task{session, settings, log, clock, flags};
@@ -53,6 +58,7 @@ int Run(const std::vector<Text>& words, const Clock& clock, EventWriter& events,
     // The console is not the place: scripts parse it.
     if (output.error.failed())
         log.append(texts.format(TextId::EventsNotWritten, {output.name, DescribeError(output.error)}));
+    if (!hasLanguage) log.append(texts.format(TextId::NoLanguageFile, {LanguageFolder(), language}));
     const int status = RunTask(task, words);
     KeepMessageLog(task);
     return status;

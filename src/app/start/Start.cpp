@@ -20,10 +20,18 @@ void PrintBanner(ConsoleSession& session) {
                              {kProduct, session.texts()[TextId::Version], kVersion}));
 }
 
+/// Settings that are not read would otherwise look as if they had been forgotten.
+void TellUnusableSettings(Task& task) {
+    const auto fault = task.settings.fault();
+    if (!fault) return;
+    const Texts& texts = task.session.texts();
+    TellError(task, TextId::SettingsUnusable, {fault->path, ReasonOf(texts, *fault)});
+}
+
 void SignalEnd(Task& task, const ConsoleSeams& seams, Text& eventName) {
     if (eventName.empty()) return;
     const SystemError error = seams.signalEvent(eventName);
-    if (error.failed()) task.session.printError(TextId::CannotSignalEvent, {eventName, DescribeError(error)});
+    if (error.failed()) TellError(task, TextId::CannotSignalEvent, {eventName, DescribeError(error)});
     eventName.clear();
 }
 
@@ -61,6 +69,7 @@ ConsoleOutcome enterConsoleMode(Task& task, const std::vector<Text>& words, cons
     ImageBuildContext compilation;
     InitialiseCompilation(task, compilation);
     if (!keepsStreams) PrintBanner(task.session);
+    TellUnusableSettings(task);
     CommandContext context{words, request, task, compilation};
     const Status parsed = ParseCommandLine(context);
     if (context.endStatus) return {AfterConsole::End, static_cast<int>(*context.endStatus)};

@@ -17,10 +17,16 @@ constexpr TextView kElevatedWords = u"/sleep=3000 create_lang_file";
 bool MayReplace(Task& task, const Text& path) {
     FileInfo info;
     if (GetTargetInfo(path, info).failed()) return true;
+    if (info.kind != FileKind::Regular) {
+        TellError(task, info.kind == FileKind::Folder ? TextId::OutputIsFolder : TextId::OutputIsNoFile, {path});
+        return false;
+    }
     const Texts& texts = task.session.texts();
     const OverwriteAnswer answer =
         task.session.promptOverwrite(texts[TextId::OverwriteCaption], texts.format(TextId::OverwriteFile, {path}));
-    return answer == OverwriteAnswer::Yes || answer == OverwriteAnswer::YesToAll;
+    if (answer == OverwriteAnswer::Yes || answer == OverwriteAnswer::YesToAll) return true;
+    TellNote(task, TextId::TemplateNotWritten, {path});
+    return false;
 }
 
 SystemError WriteTemplateFile(const Text& path) {
@@ -38,10 +44,7 @@ Status WriteLanguageTemplate(Task& task, const Text& path) {
     const bool isUsualPlace = path.empty();
     const Text target = isUsualPlace ? JoinPath(LanguageFolder(), kUsualName) : FullPath(path);
     // The usual file is ours; one that the user named may not be.
-    if (!isUsualPlace && !MayReplace(task, target)) {
-        task.session.printLine(TextId::TemplateNotWritten, {target});
-        return Status::Failed;
-    }
+    if (!isUsualPlace && !MayReplace(task, target)) return Status::Failed;
     SystemError error = isUsualPlace ? CreateFolders(LanguageFolder()) : SystemError{};
     if (!error.failed()) error = WriteTemplateFile(target);
     if (!error.failed()) {
@@ -53,7 +56,8 @@ Status WriteLanguageTemplate(Task& task, const Text& path) {
         task.session.printLine(TextId::RestartsElevated);
         return Status::Ok;
     }
-    task.session.printError(TextId::CannotWriteLanguageTemplate, {target, DescribeError(error)});
+    TellError(task, TextId::CannotWriteLanguageTemplate, {target, DescribeError(error)});
+    ExplainMissingFolder(task, target, error);
     return Status::Failed;
 }
 

@@ -36,6 +36,8 @@ constexpr std::chrono::milliseconds kSameRequest{250};
 
 using Tell = std::function<void(const FrontEndNotice&)>;
 
+Text ProgramPath() { return JoinPath(ProgramFolder(), u"tovlark"); }
+
 std::chrono::steady_clock::time_point Now() { return std::chrono::steady_clock::now(); }
 
 struct PipeEnds {
@@ -203,7 +205,7 @@ void ConsoleRun::becomeProgram(const std::string& path, char* const* words, pid_
 }
 
 bool ConsoleRun::start(const std::vector<Text>& words) {
-    const Text path = JoinPath(ProgramFolder(), u"tovlark");
+    const Text path = ProgramPath();
     const std::string pathBytes = ToUtf8(path);
     place_ = OpenRunFolder(MakeFolder::Yes);
     if (!place_.folder) {
@@ -226,6 +228,7 @@ bool ConsoleRun::start(const std::vector<Text>& words) {
         ready = running_ && makeFifos();
     }
     int error = errno;
+    const bool lacksPipes = running_ && !ready;
     if (ready) {
         ::setpgid(program_, program_);  // here too: a request to stop may come before the child gets to it
         ::fcntl(prompt_.readEnd.get(), F_SETFL, O_NONBLOCK);
@@ -235,8 +238,10 @@ bool ConsoleRun::start(const std::vector<Text>& words) {
         // The end of this pipe means that the program has taken over, or is gone.
         if (::read(failure_.readEnd.get(), &error, sizeof error) != sizeof error) return true;
     }
-    const auto event = error == ENOENT && ready ? FrontEndEvent::ProgramMissing : FrontEndEvent::CannotStart;
-    tell_({event, path, 0, {static_cast<std::uint32_t>(error)}});
+    const auto event = lacksPipes                 ? FrontEndEvent::NoRunFolder
+                       : error == ENOENT && ready ? FrontEndEvent::ProgramMissing
+                                                  : FrontEndEvent::CannotStart;
+    tell_({event, lacksPipes ? FromUtf8(place_.path) : path, 0, {static_cast<std::uint32_t>(error)}});
     return false;
 }
 
@@ -372,7 +377,7 @@ int ConsoleRun::conclude() {
         return cancelled_ ? kExitCancelled : kExitFailed;
     }
     if (neverBound_) {
-        tell_({FrontEndEvent::EndedEarly});
+        tell_({FrontEndEvent::EndedEarly, ProgramPath()});
         return kExitFailed;
     }
     const int status = WEXITSTATUS(waited_);

@@ -11,6 +11,7 @@
 #include "platform/Paths.h"
 #include "platform/TextSettings.h"
 #include "platform/posix/Descriptor.h"
+#include "platform/posix/Native.h"
 
 namespace tovlark {
 
@@ -20,17 +21,19 @@ constexpr TextView kFileName = u"tovlark.ini";
 
 /// Holds the right to change a file against every other writer, or nothing when someone kept it for 5 seconds.
 /// The lock's file stays: removing it would let two writers hold locks on different files of one name.
-Descriptor LockFor(const Text& path) {
+Descriptor LockFor(const Text& path, SystemError& error) {
     constexpr int kAttempts = 1000;
     constexpr timespec kPause{0, 5'000'000};
     Descriptor lock(
         open(ToUtf8(path + u".lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, 0666));
+    error = lock ? SystemError{} : LastError();
     if (!lock) return lock;
     for (int attempt = 0; attempt < kAttempts; ++attempt) {
         if (flock(lock.get(), LOCK_EX | LOCK_NB) == 0) return lock;
         if (errno != EWOULDBLOCK && errno != EINTR) break;
         nanosleep(&kPause, nullptr);
     }
+    error = LastError();
     lock.reset();
     return lock;
 }
@@ -56,16 +59,36 @@ private:
     }
 
     bool keep(const Text& section, const Text& name, const Text& value) override {
-        if (path_.empty() || CreateFolders(Text(FolderOf(path_))).failed()) return false;
-        const Descriptor lock = LockFor(path_);
+        writeError_ = {};
+        if (path_.empty()) return false;
+        if (const SystemError error = CreateFolders(Text(FolderOf(path_))); error.failed()) return failWrite(error);
+        SystemError lockError;
+        const Descriptor lock = LockFor(path_, lockError);
         std::string bytes;
-        if (!lock || IsReadOnly(ToUtf8(path_)) || !load(bytes)) return false;
+        if (!lock) return failWrite(lockError);
+        if (IsReadOnly(ToUtf8(path_))) return failWrite({EACCES});
+        if (!load(bytes)) return false;
         const auto changed = WithIniValue(bytes, ToUtf8(section), ToUtf8(name), ToUtf8(value));
         if (!changed || changed->size() > kMaximumBytes) return false;
         if (*changed == bytes) return true;
         NewFile file;
-        return !file.create(path_).failed() && !file.write(std::as_bytes(std::span(*changed))).failed() &&
-               !file.commit().failed();
+        SystemError error = file.create(path_);
+        if (!error.failed()) error = file.write(std::as_bytes(std::span(*changed)));
+        if (!error.failed()) error = file.commit();
+        return error.failed() ? failWrite(error) : true;
+    }
+
+    bool failWrite(SystemError error) {
+        writeError_ = error;
+        return false;
+    }
+
+    std::optional<SettingsFault> fault() override {
+        if (writeError_.failed()) return SettingsFault{path_, writeError_};
+        std::string bytes;
+        if (path_.empty() || load(bytes)) return std::nullopt;
+        const SystemError error = ReadWholeFile(path_, kMaximumBytes, bytes);
+        return SettingsFault{path_, error};
     }
 
     /// False when there is a file that cannot be read or is no text in UTF-8; a missing one is empty.
@@ -78,6 +101,7 @@ private:
     }
 
     Text path_;
+    SystemError writeError_;  // of the last write
 };
 
 }  // namespace

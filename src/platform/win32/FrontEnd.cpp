@@ -375,7 +375,7 @@ int ConsoleRun::conclude() {
         return kExitFailed;
     }
     if (!bound_) {
-        tell({FrontEndEvent::EndedEarly});
+        tell({FrontEndEvent::EndedEarly, JoinPath(ProgramFolder(), u"tovlark.exe")});
         return kExitFailed;
     }
     if (status == 0 && markers_.lastResult() == false) tell({FrontEndEvent::StepFailed});

@@ -68,6 +68,12 @@ private:
         return false;
     }
 
+    std::optional<SettingsFault> fault() override {
+        std::string bytes;
+        if (path_.empty() || isReadable()) return std::nullopt;
+        return SettingsFault{path_, ReadWholeFile(path_, kMaximumBytes, bytes)};
+    }
+
     bool write(const Text& section, const Text& name, const std::optional<Text>& value) const {
         const std::wstring words = ToWide(value.value_or(Text()));
         return WritePrivateProfileStringW(ToWide(section).c_str(), ToWide(name).c_str(),

@@ -135,7 +135,9 @@ TEST(MessageLog, KeepsTheLatestLinesInLocalTime) {
     for (std::size_t index = 0; index < MessageLog::kMaximumLines + 2; ++index)
         fake.log.append(FormatText(u"line %u", {index}));
     EXPECT_EQ(fake.log.lines().size(), MessageLog::kMaximumLines);
-    EXPECT_TRUE(fake.log.render().starts_with("2023-11-14 23:13:20 line 2\r\n2023-11-14 23:13:20 line 3\r\n"));
+    fake.log.append(u"\r\nCannot copy\r\n\r\nthis\r\n");
+    EXPECT_EQ(fake.log.lines().back().text, u"Cannot copy this");
+    EXPECT_TRUE(fake.log.render().starts_with("2023-11-14 23:13:20 line 3\r\n2023-11-14 23:13:20 line 4\r\n"));
 }
 
 }  // namespace

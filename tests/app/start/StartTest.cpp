@@ -76,6 +76,14 @@ TEST_F(ConsoleMode, PrintsTheBannerThenParses) {
     EXPECT_EQ(fake_.streams.output, std::string(kBanner) + "No parameters.\r\n");
 }
 
+TEST_F(ConsoleMode, NamesSettingsThatAreNotRead) {
+    fake_.fakeSettings.fault = SettingsFault{u"/x.ini", {}};
+    EXPECT_EQ(enter({u"tovlark", u"automount"}).status, 0);
+    EXPECT_EQ(fake_.streams.output, std::string(kBanner) +
+                                        "The settings in /x.ini cannot be used: it is not a text "
+                                        "file in UTF-8. The defaults count.\r\n");
+}
+
 TEST_F(ConsoleMode, IsNotEnteredWithoutAFrontEnd) {
     isFrontEndThere = false;
     EXPECT_EQ(enter({u"tovlark", u"automount"}).next, AfterConsole::NotEntered);
