@@ -16,7 +16,7 @@ namespace {
 constexpr std::uint64_t kChunk = 32768;
 constexpr std::uint32_t kSkippedSectors = 15, kFragments = 20;
 constexpr std::size_t kDigitsPerFragment = 3;
-constexpr std::size_t kQueuedPieces = 4, kQueuedPiece = 1 << 20;
+constexpr std::size_t kQueuedPieces = 8, kQueuedPiece = 1 << 18;
 constexpr std::size_t kHeadBytes = kPrimaryOffset + kSectorSize;
 
 constexpr char kDigits[] = "0123456789abcdef";

@@ -14,7 +14,7 @@ namespace tovlark {
 namespace {
 
 /// Files up to this size are read ahead; longer ones are worth a write of their own.
-constexpr std::size_t kBatchSize = 512 * 1024;
+constexpr std::size_t kBatchSize = 256 * 1024;
 static_assert(kBatchSize % kSectorSize == 0);
 
 /// How a source turned out to differ from what the walk saw.

@@ -9,7 +9,7 @@ namespace tovlark {
 
 namespace {
 
-constexpr std::size_t kBufferSize = 1 << 20;
+constexpr std::size_t kBufferSize = 1 << 18;
 // A file at least this long is worth a write of its own; between two pieces the cancel flag is looked at.
 constexpr std::uint64_t kCopiedBySink = 1 << 20;
 constexpr std::uint64_t kCopyPiece = 32 << 20;
