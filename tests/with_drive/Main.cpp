@@ -30,7 +30,7 @@ namespace {
 namespace fs = std::filesystem;
 
 struct Options {
-    std::string path = "/dev/sr" + std::to_string(kOpticalMinor), access = "rw", media, drive;
+    std::string path = "/dev/sr" + std::to_string(kOpticalMinor), access = "rw", media, log, drive;
     std::uint32_t blocks = 0;
     std::vector<std::string> program;
 };
@@ -203,6 +203,7 @@ Text DescriptionOf(const Options& options, const fs::path& scratch) {
         return given.u16string();
     DriveDescription description;
     description.disc = given.u16string();
+    if (!options.log.empty()) description.log = fs::absolute(options.log).u16string();
     const Text made = (scratch / "made.drive").u16string();
     if (WriteDriveDescription(made, description).failed()) return {};
     return made;
@@ -268,6 +269,7 @@ int main(int count, char** words) {
         ->check(CLI::IsMember({"rw", "r", "none"}));
     app.add_option("--media", options.media, "Makes DRIVE as a new disc of this kind, unless it is there");
     app.add_option("--blocks", options.blocks, "Blocks of the new disc");
+    app.add_option("--log", options.log, "Gets a line for each command; for DRIVE that is a disc");
     app.add_option("DRIVE", options.drive, "A drive's description, or a disc (.tvdisc, .iso, .cue)")->required();
     CLI11_PARSE(app, count, words);
     options.program = app.remaining();
