@@ -192,6 +192,13 @@ DiscState BlankDisc(const MediumRules& rules, std::uint32_t blocks) {
     DiscState state{.rules = &rules, .blocks = blocks, .tracks = {}, .eraseCycles = rules.eraseCycles};
     if (rules.access == Access::Sequential) state.tracks.push_back({.size = blocks});
     if (rules.access == Access::Pressed) state.isFinal = true;
+    if (rules.access == Access::Rigid) {
+        // A DVD-RW is in that mode because it was formatted; the other mode is what unformatted ones have.
+        state.formattedBlocks = blocks;
+        state.closedSessions = 1;
+        state.tracks.push_back(
+            {.state = TrackState::Complete, .size = blocks, .next = static_cast<std::int32_t>(blocks)});
+    }
     return state;
 }
 

@@ -263,14 +263,18 @@ Refusal ReadDiscStructure(SimDrive& drive, Request& request) {
     if (request.cdb[6] >= rules.layers) return kInvalidField;
     Reply reply;
     reply.put(4, 0);
-    if (format == 0x00 || (format == 0x11 && rules.isPlus())) {
+    // What stands in the lead-in of a -R or -RW disc comes there with its first border.
+    const bool hasLeadIn = rules.writeTypes != 0 && drive.state().closedSessions > 0;
+    if (format == 0x00 || (format == 0x10 && hasLeadIn) || (format == 0x11 && rules.isPlus())) {
         if (const Refusal refusal = PutPhysicalFormat(drive.state(), reply)) return refusal;
     } else if (format == 0x01) {
         reply.put(4, 0);  // no copy protection
     } else if (format == 0xFF) {
-        for (const std::uint32_t known : {0x00, 0x01, 0x11, 0x0F}) {
-            const bool isSent = known == 0x0F,
-                       isThere = isSent ? rules.writeTypes != 0 : known != 0x11 || rules.isPlus();
+        for (const std::uint32_t known : {0x00, 0x01, 0x0F, 0x10, 0x11}) {
+            const bool isSent = known == 0x0F;
+            const bool isThere = isSent          ? rules.writeTypes != 0
+                                 : known == 0x10 ? hasLeadIn
+                                                 : known != 0x11 || rules.isPlus();
             if (isThere)
                 reply.put(1, known).put(1, isSent ? 0x80 : 0x40).put(2, known == 0x01 ? 8 : isSent ? 22 : 2052);
         }
