@@ -167,7 +167,8 @@ Refusal ReadFormatCapacities(SimDrive& drive, Request& request) {
     Reply reply;
     reply.put(4, 0).put(4, now).put(1, isFormatted ? kFormatted : kUnformatted).put(3, 2048);
     for (const std::uint8_t type : rules.formats) {
-        if (type == 0x13 && rules.access != Access::Rigid) continue;  // grows what is formatted
+        // Grows a border that is complete.
+        if (type == 0x13 && (rules.access != Access::Rigid || state.closedSessions == 0)) continue;
         const std::uint32_t blocks = type == 0x13 ? state.blocks - state.formattedBlocks : state.blocks;
         reply.put(4, blocks).put(1, type << 2).put(3, type == 0x00 ? 2048u : type == 0x26 ? 0u : rules.eccBlocks);
     }

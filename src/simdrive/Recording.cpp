@@ -154,10 +154,12 @@ Refusal FormatRigid(SimDrive& drive, std::uint8_t type, std::uint32_t blocks, bo
     if (type == 0x13) {
         if (state.rules->access != Access::Rigid || state.tracks.empty()) return kInvalidParameter;
         DiscTrack& track = state.tracks[0];
+        if (track.state != TrackState::Complete) return kSequence;  // an intermediate border is closed first
         if (blocks == 0 || blocks > state.blocks - track.size) return kInvalidParameter;
         track.size += blocks;
         track.state = TrackState::Open;
         state.closedSessions = 0;
+        TakeTime(drive, kFormatRunning, kQuickMilliseconds, immed);
         return Keep(drive);
     }
     if (const Refusal refusal = Wear(drive)) return refusal;
@@ -394,8 +396,11 @@ Refusal FormatUnit(SimDrive& drive, Request& request) {
     const bool isMost = asked == 0xFFFFFFFF || (type == 0x26 && asked == 0);
     if (!isMost && (asked == 0 || asked > state.blocks)) return kInvalidParameter;
     if (type == 0x26) return FormatPlus(drive, (request.dataAt(11) & 1) != 0);
-    const std::uint32_t blocks = isMost ? state.blocks : std::min(RoundUp(asked, state.rules->eccBlocks), state.blocks);
-    if (state.rules->medium != Medium::DvdRam) return FormatRigid(drive, type, blocks, immed);
+    // What 13h names are the blocks to be added.
+    const std::uint32_t most = type == 0x13 ? state.blocks - state.formattedBlocks : state.blocks;
+    const std::uint32_t blocks = isMost ? most : RoundUp(asked, state.rules->eccBlocks);
+    if (blocks > std::uint64_t{RoundUp(most, state.rules->eccBlocks)}) return kInvalidParameter;
+    if (state.rules->medium != Medium::DvdRam) return FormatRigid(drive, type, std::min(blocks, most), immed);
     if (const Refusal refusal = Wear(drive)) return refusal;
     DiscState fresh = BlankDisc(*state.rules, state.blocks);
     fresh.eraseCycles = state.eraseCycles;
