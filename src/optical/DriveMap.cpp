@@ -49,6 +49,14 @@ bool IsOpticalDrive(Drive drive) {
 
 }  // namespace
 
+std::optional<char16_t> ParseDrive(TextView word) {
+    if (word.size() < 2 || word.size() > 3 || word[1] != u':') return std::nullopt;
+    if (word.size() == 3 && word[2] != u'\\') return std::nullopt;
+    const char16_t letter = word[0] >= u'a' && word[0] <= u'z' ? static_cast<char16_t>(word[0] - u'a' + u'A') : word[0];
+    if (letter < u'D' || letter > u'Z') return std::nullopt;
+    return letter;
+}
+
 DriveMap MapDrives(Task& task) {
     const bool isLogKept = !task.settings.getString(kMessageLogFile).empty();
     return {.settings = task.settings, .clock = task.clock, .commandLog = isLogKept ? &task.log : nullptr};

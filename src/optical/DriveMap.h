@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "app/session/SettingsStore.h"
@@ -16,6 +17,9 @@ struct Task;
 
 /// Section of the settings that gives letters to devices: `F=/dev/sr0`, `G=sim:/path/x`.
 inline constexpr TextView kDrivesKey = u"Drives";
+
+/// The letter of "F:" or "F:\\", from D to Z and in upper case; nothing for any other word.
+std::optional<char16_t> ParseDrive(TextView word);
 
 /// Why a drive cannot be used. The text takes the letter as %c first, then the details.
 struct DriveFault {

@@ -47,8 +47,8 @@ DiscFault Disc::openImage(const Text& path, SystemError& systemError) {
     systemError = source.file.open(path);
     if (!systemError.failed()) systemError = source.file.examine(info);
     if (systemError.failed()) return DiscFault::System;
-    const std::uint64_t blocks = SectorsFor(info.sizeBytes);
-    if (blocks == 0 || blocks > kMostDvdBlocks) return DiscFault::NotADisc;
+    const std::uint64_t blocks = info.sizeBytes / kSectorSize;
+    if (info.sizeBytes % kSectorSize != 0 || blocks == 0 || blocks > kMostDvdBlocks) return DiscFault::NotADisc;
     const MediumRules* rules = FindRules(blocks <= kMostCdBlocks ? Medium::CdRom : Medium::DvdRom);
     state = BlankDisc(*rules, static_cast<std::uint32_t>(blocks));
     state.closedSessions = 1;

@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "app/command/Grammars.h"
+#include "optical/DriveMap.h"
 
 // Words of the command line: what is accepted keeps to the bounds that the engines rely on.
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -30,6 +30,15 @@ TEST(ListDrives, MappedLettersComeFirstAndTheOthersTakeWhatIsFree) {
     EXPECT_EQ(Listing(map), "B=/dev/sr1! E=sim:/tmp/a! F=second ") << "a mapped letter wins over the system's";
 }
 
+TEST(ParseDrive, TakesLettersFromDWithColonAndBackslashOnly) {
+    for (const TextView word : {u"F:", u"f:", u"F:\\", u"f:\\"}) EXPECT_EQ(ParseDrive(word), u'F') << ToUtf8(word);
+    EXPECT_EQ(ParseDrive(u"D:"), u'D');
+    EXPECT_EQ(ParseDrive(u"z:"), u'Z');
+    for (const TextView word : {u"", u"F", u"C:", u"c:", u"A:\\", u"[:", u"{:", u"F:\\x", u"F:x", u"F:/", u"FF:", u":",
+                                u"5:", u" F:", u"\u00C4:", u"\uFF26:"})
+        EXPECT_EQ(ParseDrive(word), std::nullopt) << ToUtf8(word);
+}
+
 struct Pretended {
     static inline std::uint8_t deviceType;
     static inline int openCount;

@@ -56,7 +56,8 @@ TEST(DiscFile, FallsBackToTheStateBeforeADamagedOne) {
 TEST(DiscFile, OnlyImagesOfWholeSectorsAreDiscs) {
     const TempFolder folder;
     folder.write("empty.iso", "");
-    folder.write("a.iso", std::string(5000, 'x'));
+    folder.write("a.iso", std::string(6144, 'x'));
+    folder.write("odd.iso", std::string(5000, 'x'));
     folder.write("none.cue", "FILE \"gone.bin\" BINARY\nTRACK 01 MODE1/2352\nINDEX 01 00:00:00\n");
     folder.write("a.bin", std::string(2352 * 300, 'y'));
     folder.write("a.cue",
@@ -64,6 +65,7 @@ TEST(DiscFile, OnlyImagesOfWholeSectorsAreDiscs) {
                  "INDEX 01 00:02:00\n");
     Disc disc;
     EXPECT_EQ(OpenFault(PathOf(folder, "empty.iso"), disc), DiscFault::NotADisc);
+    EXPECT_EQ(OpenFault(PathOf(folder, "odd.iso"), disc), DiscFault::NotADisc);
     EXPECT_EQ(OpenFault(PathOf(folder, "gone.iso"), disc), DiscFault::System);
     EXPECT_NE(OpenFault(PathOf(folder, "none.cue"), disc), DiscFault::None);
     Disc iso, sheet;

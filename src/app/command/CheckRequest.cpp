@@ -1,5 +1,6 @@
 #include "app/command/Grammars.h"
 #include "app/command/RunCommand.h"
+#include "optical/DriveMap.h"
 #include "platform/Paths.h"
 
 namespace tovlark {

@@ -9,9 +9,6 @@
 
 namespace tovlark {
 
-/// Letter, upper case, of "F:" or "f:\"; letters below D are not taken.
-std::optional<char16_t> ParseDrive(TextView word);
-
 struct Speed {
     SpeedMedia media;
     double factor;  // > 0, finite

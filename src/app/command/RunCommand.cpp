@@ -11,12 +11,11 @@
 #include "platform/Process.h"
 #include "readers/ExtractImage.h"
 #include "readers/ListImage.h"
+#include "simdrive/DriveSource.h"
 
 namespace tovlark {
 
 namespace {
-
-constexpr TextView kDrivesKey = u"Drives";
 
 Status Fail(CommandContext& context, TextId text, std::initializer_list<FormatArgument> arguments = {}) {
     TellError(context.task, text, arguments);
@@ -35,10 +34,11 @@ bool PassesChecks(CommandContext& context) {
     return false;
 }
 
-/// True when the letter of a well-formed drive word stands for a device, else a message.
+/// True when the letter of a well-formed drive word stands for a drive, else a message.
 bool FindDrive(CommandContext& context, const Text& word) {
     const char16_t letter = *ParseDrive(word);
-    if (!context.task.settings.getStringIn(TextView(&letter, 1), {}, kDrivesKey).empty()) return true;
+    const std::vector<DriveLetter> drives = ListDrives(MapAllDrives(context.task));
+    if (std::ranges::find(drives, letter, &DriveLetter::letter) != drives.end()) return true;
     TellError(context.task, TextId::NoSuchDrive, {TextView(&letter, 1)});
     return false;
 }

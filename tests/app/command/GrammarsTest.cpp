@@ -10,15 +10,6 @@ namespace {
 
 constexpr std::uint64_t kKib = 1024, kMib = kKib * 1024, kGib = kMib * 1024;
 
-TEST(ParseDrive, TakesLettersFromDWithColonAndBackslashOnly) {
-    for (const TextView word : {u"F:", u"f:", u"F:\\", u"f:\\"}) EXPECT_EQ(ParseDrive(word), u'F') << ToUtf8(word);
-    EXPECT_EQ(ParseDrive(u"D:"), u'D');
-    EXPECT_EQ(ParseDrive(u"z:"), u'Z');
-    for (const TextView word : {u"", u"F", u"C:", u"c:", u"A:\\", u"[:", u"{:", u"F:\\x", u"F:x", u"F:/", u"FF:", u":",
-                                u"5:", u" F:", u"\u00C4:", u"\uFF26:"})
-        EXPECT_EQ(ParseDrive(word), std::nullopt) << ToUtf8(word);
-}
-
 TEST(ParseSpeed, TakesTheLeadingDecimalNumber) {
     const struct {
         TextView word;
