@@ -238,16 +238,23 @@ Refusal ReadDiscInformation(SimDrive& drive, Request& request) {
 Refusal ReadTrackInformation(SimDrive& drive, Request& request) {
     const DiscState& state = drive.state();
     if ((request.cdb[1] & 4) != 0) return kInvalidField;
-    const DiscTrack* track = AddressedTrack(state, request.cdb[1] & 3, request.be(2, 4));
-    if (track == nullptr) return (request.cdb[1] & 3) == 0 ? kBlockOutOfRange : kInvalidField;
+    const std::uint8_t kind = request.cdb[1] & 3;
+    const std::uint32_t address = request.be(2, 4);
+    const DiscTrack* track = AddressedTrack(state, kind, address);
+    // A disc that is to be formatted first is one blank track.
+    const DiscTrack unformatted{.size = state.blocks};
+    if (state.tracks.empty() && (kind == 0 ? address < state.blocks : address == 1)) track = &unformatted;
+    if (track == nullptr) return kind == 0 ? kBlockOutOfRange : kInvalidField;
     const bool isBlank = track->state == TrackState::Blank;
     const bool isWritable =
         track->state != TrackState::Complete && state.rules->access != Access::Overwrite && !state.isFinal;
     const bool hasData = track->next > track->first;
+    // Packet and FP: written in whole ECC blocks, anywhere (MMC-6 6.27).
+    const bool isOverwritten = state.rules->access == Access::Overwrite || state.rules->access == Access::Rigid;
     Reply reply;
     reply.put(2, 46).put(1, track->number).put(1, track->session).put(1, 0).put(1, track->control);
-    reply.put(1,
-              (track->isReserved ? 0x80 : 0) | (isBlank ? 0x40 : 0) | (track->isAudio() || isBlank ? 15 : track->mode));
+    reply.put(1, (track->isReserved ? 0x80 : 0) | (isBlank ? 0x40 : 0) | (isOverwritten ? 0x30 : 0) |
+                     (track->isAudio() || isBlank ? 15 : track->mode));
     reply.put(1, (hasData ? 2 : 0) | (isWritable ? 1 : 0)).put(4, static_cast<std::uint32_t>(track->first));
     reply.put(4, isWritable ? static_cast<std::uint32_t>(track->next) : 0);
     reply.put(4, isWritable ? static_cast<std::uint32_t>(EndOf(*track) - track->next) : 0);
@@ -264,18 +271,17 @@ Refusal ReadDiscStructure(SimDrive& drive, Request& request) {
     if (request.cdb[6] >= rules.layers) return kInvalidField;
     Reply reply;
     reply.put(4, 0);
-    // What stands in the lead-in of a -R or -RW disc comes there with its first border.
-    const bool hasLeadIn = rules.writeTypes != 0 && drive.state().closedSessions > 0;
-    if (format == 0x00 || (format == 0x10 && hasLeadIn) || (format == 0x11 && rules.isPlus())) {
+    const bool isDash = rules.writeTypes != 0;
+    if (format == 0x00 || (format == 0x10 && isDash) || (format == 0x11 && rules.isPlus())) {
         if (const Refusal refusal = PutPhysicalFormat(drive.state(), reply)) return refusal;
+        // The lead-in names the book once it is written, with the first border.
+        if (format == 0x10 && drive.state().closedSessions == 0) reply.set(4, 1, 0);
     } else if (format == 0x01) {
         reply.put(4, 0);  // no copy protection
     } else if (format == 0xFF) {
         for (const std::uint32_t known : {0x00, 0x01, 0x0F, 0x10, 0x11}) {
             const bool isSent = known == 0x0F;
-            const bool isThere = isSent          ? rules.writeTypes != 0
-                                 : known == 0x10 ? hasLeadIn
-                                                 : known != 0x11 || rules.isPlus();
+            const bool isThere = isSent || known == 0x10 ? isDash : known != 0x11 || rules.isPlus();
             if (isThere)
                 reply.put(1, known).put(1, isSent ? 0x80 : 0x40).put(2, known == 0x01 ? 8 : isSent ? 22 : 2052);
         }

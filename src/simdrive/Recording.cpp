@@ -384,7 +384,7 @@ Refusal FormatUnit(SimDrive& drive, Request& request) {
     constexpr Refusal kCannotFormat{5, 0x30, 0x06};
     const DiscState& state = drive.state();
     if (state.rules->formats.empty()) return kCannotFormat;
-    // DVD-RAM knows CmpLst: the list's defects are all there are (MMC-6 6.5.2.5).
+    // DVD-RAM knows CmpLst: the list's defects are all there are (MMC-6 6.5).
     const std::uint8_t ignored = state.rules->medium == Medium::DvdRam ? 0x08 : 0;
     if ((request.cdb[1] & 0x1F & ~ignored) != 0x11) return kInvalidField;
     if (request.data.size() < kListBytes || request.dataBe(2, 2) != 8) return kInvalidParameter;

@@ -137,7 +137,10 @@ private:
     }
 
     void command(const Question& question, Answer& answer) {
-        PassThrough command{.cdb = std::span(question.cdb).first(question.cdbBytes),
+        // A host adapter fills up what is shorter than its operation code's group says; some programs count on that.
+        const unsigned group = std::to_integer<unsigned>(question.cdb[0]) >> 5;
+        const std::uint32_t least = group == 0 ? 6 : group <= 2 ? 10 : 12;
+        PassThrough command{.cdb = std::span(question.cdb).first(std::max(question.cdbBytes, least)),
                             .direction = static_cast<DataDirection>(question.direction),
                             .data = data_.data(),
                             .dataBytes = question.dataBytes,
