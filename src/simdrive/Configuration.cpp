@@ -23,7 +23,7 @@ const std::vector<Feature>& Features() {
         {0x0003, 1, true, {0x29, 0, 0, 0}},                         // removable medium: tray, ejects, locks
         {0x0010, 0, false, {0, 0, 8, 0, 0, 1, 1, 0}},               // random readable
         {0x001D, 0, false, {}},                                     // multi-read
-        {0x001E, 2, false, {0, 0, 0, 0}},                           // CD read
+        {0x001E, 2, false, {3, 0, 0, 0}},                           // CD read: CD-Text, C2 pointers
         {0x001F, 1, false, {1, 0, 1, 0}},                           // DVD read
         {0x0020, 1, false, {0, 0, 0, 0, 0, 0, 8, 0, 0, 16, 1, 0}},  // random writable
         {0x0021, 1, false, {1, 0, 1, 1, 16, 0, 0, 0}},              // incremental: blocks of type 8, linked by 16
@@ -33,7 +33,7 @@ const std::vector<Feature>& Features() {
         {0x002B, 0, false, {1, 0, 0, 0}},                           // DVD+R
         {0x002C, 0, false, {3, 0, 0, 0}},                           // rigid overwrite: intermediate state, blanks
         {0x002D, 2, false, {0x46, 0, 7, 1}},                        // track-at-once: no underruns, tests, CD-RW
-        {0x002E, 2, false, {0x66, 0, 0x0C, 0x80}},  // session-at-once: the same; cue sheets up to 3200 bytes
+        {0x002E, 2, false, {0x67, 0, 0x0C, 0x80}},  // session-at-once: the same, R to W; cue sheets up to 3200 bytes
         {0x002F, 2, false, {0x4E, 0, 0, 0}},        // DVD-R: no underruns, DL, tests, DVD-RW
         {0x0037, 0, false, {0, 0xFF, 0, 0}},        // CD-RW of all speeds
         {0x003A, 0, false, {1, 0, 0, 0}},           // DVD+RW DL
@@ -97,8 +97,8 @@ std::vector<ModePage> StandardPages() {
     pages.push_back(page(0x1A, 12, {{3, {0, 3}}}));
     pages.push_back(page(0x1D, 12, {{4, {0, 7}}}));
     // CD-R, CD-RW, DVD-ROM, -R and -RAM read; all but DVD-ROM written, in test mode too; no underruns; tray, locks,
-    // ejects; multi-session, mode 2, audio.
-    pages.push_back(page(0x2A, 32, {{2, {0x3B, 0}}, {3, {0x37, 0}}, {4, {0xF1, 0}}, {5, {0x03, 0}}, {6, {0x29, 0}}}));
+    // ejects; multi-session, mode 2; audio is read exactly, with R to W, C2 pointers, ISRC and catalogue number.
+    pages.push_back(page(0x2A, 32, {{2, {0x3B, 0}}, {3, {0x37, 0}}, {4, {0xF0, 0}}, {5, {0x77, 0}}, {6, {0x29, 0}}}));
     return pages;
 }
 

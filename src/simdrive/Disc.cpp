@@ -12,12 +12,12 @@ namespace {
 
 // The layout of a disc file: docs/simulated-drives.md.
 constexpr std::array<char, 8> kMagic{'T', 'V', 'D', 'I', 'S', 'C', '\r', '\n'};
-constexpr std::uint32_t kVersion = 1;
-constexpr std::uint64_t kSlotOffset = 4096, kSlotBytes = 16384, kDataOffset = 65536;
-constexpr std::size_t kMostTracks = 254;
+constexpr std::uint32_t kVersion = 2;
+constexpr std::uint64_t kSlotOffset = 0x20000, kSlotBytes = 0x20000, kDataOffset = 0x60000;
+constexpr std::size_t kMostTracks = 254, kMostIndexes = 98, kMostCdText = 8 * 256 * std::size_t{18};
 constexpr std::uint32_t kMostBlocks = 1 << 24;
 constexpr std::int32_t kLowestBlock = -150;  // of a CD's first pre-gap
-constexpr std::uint32_t kCdBlockBytes = 2352;
+constexpr std::uint32_t kLargestBlock = 2352 + kSubchannelBytes;
 
 struct StoredHead {
     std::array<char, 8> magic = kMagic;
@@ -26,13 +26,16 @@ struct StoredHead {
 };
 
 struct StoredTrack {
-    std::uint8_t number = 0, session = 0, state = 0, flags = 0;  // flags: 1 reserved, 2 run-out blocks
+    std::uint8_t number = 0, session = 0, state = 0,
+                 flags = 0;  // flags: 1 reserved, 2 run-out blocks, 4 incremental, 8 R to W
     std::uint8_t control = 0, mode = 0;
     Little16 blockBytes;
     Little32 pregap, first, size, next;
-    std::uint8_t unused[8] = {};
+    std::array<char, 12> isrc{};
+    std::uint8_t indexCount = 0;
+    std::uint8_t unused[11] = {};
 };
-static_assert(sizeof(StoredTrack) == 32);
+static_assert(sizeof(StoredTrack) == 48);
 
 struct StoredDisc {
     Little32 crc;  // of all that follows
@@ -45,16 +48,23 @@ struct StoredDisc {
     std::uint8_t closedSessions = 0;
     std::uint8_t background = 0;
     std::array<char, 14> timestamp{};
-    std::uint8_t unused[18] = {};
+    std::array<char, 13> catalog{};
+    std::uint8_t unused[5] = {};
+    Little32 bytes;  // of the state: this, the tracks, their indexes, CD-Text
+    std::uint8_t unusedToo[12] = {};
 };
-static_assert(sizeof(StoredDisc) == 64 && sizeof(StoredDisc) + kMostTracks * sizeof(StoredTrack) <= kSlotBytes);
+static_assert(sizeof(StoredDisc) == 80);
+static_assert(sizeof(StoredDisc) + kMostTracks * sizeof(StoredTrack) + 99 * kMostIndexes * sizeof(Little32) +
+                  kMostCdText <=
+              kSlotBytes);
 
 StoredTrack Pack(const DiscTrack& track) {
     StoredTrack stored;
     stored.number = track.number;
     stored.session = track.session;
     stored.state = static_cast<std::uint8_t>(track.state);
-    stored.flags = static_cast<std::uint8_t>((track.isReserved ? 1 : 0) | (track.hasRunOut ? 2 : 0));
+    stored.flags = static_cast<std::uint8_t>((track.isReserved ? 1 : 0) | (track.hasRunOut ? 2 : 0) |
+                                             (track.isIncremental ? 4 : 0) | (track.hasSubchannel ? 8 : 0));
     stored.control = track.control;
     stored.mode = track.mode;
     stored.blockBytes = track.blockBytes;
@@ -62,6 +72,8 @@ StoredTrack Pack(const DiscTrack& track) {
     stored.first = static_cast<std::uint32_t>(track.first);
     stored.size = track.size;
     stored.next = static_cast<std::uint32_t>(track.next);
+    stored.isrc = track.isrc;
+    stored.indexCount = static_cast<std::uint8_t>(track.indexes.size());
     return stored;
 }
 
@@ -73,11 +85,15 @@ DiscTrack Unpack(const StoredTrack& stored) {
             .control = static_cast<std::uint8_t>(stored.control & 15),
             .mode = stored.mode,
             .blockBytes = stored.blockBytes,
+            .hasSubchannel = (stored.flags & 8) != 0,
             .hasRunOut = (stored.flags & 2) != 0,
+            .isIncremental = (stored.flags & 4) != 0,
             .pregap = stored.pregap,
             .first = static_cast<std::int32_t>(std::uint32_t{stored.first}),
             .size = stored.size,
-            .next = static_cast<std::int32_t>(std::uint32_t{stored.next})};
+            .next = static_cast<std::int32_t>(std::uint32_t{stored.next}),
+            .isrc = stored.isrc,
+            .indexes = std::vector<std::uint32_t>(stored.indexCount)};
 }
 
 /// Whether the track can be one of this disc and lies behind the one before it.
@@ -87,7 +103,8 @@ bool IsSound(const DiscTrack& track, std::int64_t above, std::uint32_t blocks) {
     return track.state <= TrackState::Complete && track.mode <= 2 &&
            std::ranges::find(kBlockSizes, track.blockBytes) != std::end(kBlockSizes) && track.pregap <= kMostBlocks &&
            begin >= above && begin >= kLowestBlock && first >= 0 && first + track.size <= blocks &&
-           track.next >= begin && track.next <= first + track.size;
+           track.next >= begin && track.next <= first + track.size && std::ranges::is_sorted(track.indexes) &&
+           (track.indexes.empty() || track.indexes.back() < track.size);
 }
 
 bool IsSound(const DiscState& state) {
@@ -118,25 +135,57 @@ std::vector<std::byte> Pack(const DiscState& state, std::uint64_t sequence) {
     disc.closedSessions = state.closedSessions;
     disc.background = static_cast<std::uint8_t>(state.background);
     disc.timestamp = state.timestamp;
-    std::vector<std::byte> bytes(sizeof disc + state.tracks.size() * sizeof(StoredTrack));
-    std::byte* out = bytes.data() + sizeof disc;
-    for (const DiscTrack& track : state.tracks) {
-        const StoredTrack stored = Pack(track);
-        std::memcpy(out, &stored, sizeof stored);
-        out += sizeof stored;
-    }
+    disc.catalog = state.catalog;
+    std::vector<std::byte> bytes(sizeof disc);
+    const auto append = [&](const auto& value) {
+        const auto more = std::as_bytes(std::span(&value, 1));
+        bytes.insert(bytes.end(), more.begin(), more.end());
+    };
+    for (const DiscTrack& track : state.tracks) append(Pack(track));
+    for (const DiscTrack& track : state.tracks)
+        for (const std::uint32_t index : track.indexes) append(Little32{index});
+    const auto text = std::as_bytes(std::span(state.cdText));
+    bytes.insert(bytes.end(), text.begin(), text.end());
+    disc.bytes = static_cast<std::uint32_t>(bytes.size());
     std::memcpy(bytes.data(), &disc, sizeof disc);
     disc.crc = Crc32(std::span(bytes).subspan(sizeof disc.crc));
     std::memcpy(bytes.data(), &disc.crc, sizeof disc.crc);
     return bytes;
 }
 
+/// The tracks, their indexes and CD-Text; false when they are not what the bytes are.
+bool UnpackLists(std::span<const std::byte> bytes, std::size_t trackCount, DiscState& state) {
+    const auto take = [&](auto& value) {
+        if (bytes.size() < sizeof value) return false;
+        std::memcpy(&value, bytes.data(), sizeof value);
+        bytes = bytes.subspan(sizeof value);
+        return true;
+    };
+    StoredTrack stored;
+    while (state.tracks.size() < trackCount) {
+        if (!take(stored)) return false;
+        state.tracks.push_back(Unpack(stored));
+    }
+    for (DiscTrack& track : state.tracks) {
+        if (track.indexes.size() > kMostIndexes) return false;
+        for (std::uint32_t& index : track.indexes) {
+            Little32 place;
+            if (!take(place)) return false;
+            index = place;
+        }
+    }
+    if (bytes.size() % 18 != 0 || bytes.size() > kMostCdText) return false;
+    for (const std::byte byte : bytes) state.cdText.push_back(std::to_integer<std::uint8_t>(byte));
+    return true;
+}
+
 /// False when the slot holds no whole state.
 bool Unpack(std::span<const std::byte> slot, DiscState& state, std::uint64_t& sequence) {
     StoredDisc disc;
     std::memcpy(&disc, slot.data(), sizeof disc);
-    const std::size_t bytes = sizeof disc + disc.trackCount * sizeof(StoredTrack);
-    if (disc.trackCount > kMostTracks || disc.crc != Crc32(slot.subspan(sizeof disc.crc, bytes - sizeof disc.crc)))
+    const std::size_t bytes = disc.bytes;
+    if (bytes < sizeof disc || bytes > slot.size() || disc.trackCount > kMostTracks ||
+        disc.crc != Crc32(slot.subspan(sizeof disc.crc, bytes - sizeof disc.crc)))
         return false;
     sequence = disc.sequence;
     state = {.rules = FindRules(static_cast<Medium>(disc.medium)),
@@ -149,13 +198,10 @@ bool Unpack(std::span<const std::byte> slot, DiscState& state, std::uint64_t& se
              .background = static_cast<BackgroundFormat>(disc.background),
              .backgroundBlocks = disc.backgroundBlocks,
              .eraseCycles = disc.eraseCycles,
-             .timestamp = disc.timestamp};
-    for (std::size_t index = 0; index < disc.trackCount; ++index) {
-        StoredTrack stored;
-        std::memcpy(&stored, slot.data() + sizeof disc + index * sizeof stored, sizeof stored);
-        state.tracks.push_back(Unpack(stored));
-    }
-    return IsSound(state);
+             .timestamp = disc.timestamp,
+             .catalog = disc.catalog,
+             .cdText = {}};
+    return UnpackLists(slot.first(bytes).subspan(sizeof disc), disc.trackCount, state) && IsSound(state);
 }
 
 std::uint64_t SlotOf(std::uint64_t sequence) { return kSlotOffset + sequence % 2 * kSlotBytes; }
@@ -163,8 +209,8 @@ std::uint64_t SlotOf(std::uint64_t sequence) { return kSlotOffset + sequence % 2
 /// A track's blocks lie one after the other from where whole CD blocks would put its first.
 std::uint64_t PlaceOf(const DiscTrack& track, std::int32_t block) {
     const std::int64_t begin = std::int64_t{track.first} - track.pregap;
-    return kDataOffset + static_cast<std::uint64_t>(begin - kLowestBlock) * kCdBlockBytes +
-           static_cast<std::uint64_t>(block - begin) * track.blockBytes;
+    return kDataOffset + static_cast<std::uint64_t>(begin - kLowestBlock) * kLargestBlock +
+           static_cast<std::uint64_t>(block - begin) * track.storedBytes();
 }
 
 }  // namespace
@@ -220,7 +266,7 @@ DiscFault Disc::open(const Text& path, SystemError& systemError) {
     if (!systemError.failed()) systemError = probe.readAt(0, std::as_writable_bytes(std::span(&head, 1)), readCount);
     if (systemError.failed()) return DiscFault::System;
     if (readCount != sizeof head || head.magic != kMagic) return openImage(path, systemError);
-    if (head.version > kVersion) return DiscFault::TooNew;
+    if (head.version != kVersion) return head.version > kVersion ? DiscFault::TooNew : DiscFault::NotADisc;
     probe = InputFile();
     systemError = file_.open(path, LockedFile::Mode::Existing);
     std::vector<std::byte> slot(kSlotBytes);

@@ -18,6 +18,8 @@ enum class TrackState : std::uint8_t {
     Complete = 2,  // closed
 };
 
+inline constexpr std::uint32_t kSubchannelBytes = 96;
+
 /// A track (MMC-6 calls those of DVDs RZones and fragments). Addresses are logical blocks.
 struct DiscTrack {
     std::uint8_t number = 1, session = 1;
@@ -26,12 +28,17 @@ struct DiscTrack {
     std::uint8_t control = 4;  // Q control nibble: 4 data, 0 audio
     std::uint8_t mode = 1;     // 0 audio, 1, 2
     std::uint16_t blockBytes = 2048;
-    bool hasRunOut = false;    // its last two blocks cannot be read
-    std::uint32_t pregap = 0;  // blocks before `first` that belong to it
+    bool hasSubchannel = false;  // 96 bytes of sub-channels R to W, as they are on the disc, follow each block
+    bool hasRunOut = false;      // its last two blocks cannot be read
+    bool isIncremental = false;  // of a DVD: written packet by packet
+    std::uint32_t pregap = 0;    // blocks before `first` that belong to it
     std::int32_t first = 0;
-    std::uint32_t size = 0;  // blocks from `first`
-    std::int32_t next = 0;   // that is written next, from `first` on
+    std::uint32_t size = 0;                   // blocks from `first`
+    std::int32_t next = 0;                    // that is written next, from `first` on
+    std::array<char, 12> isrc{};              // or NULs
+    std::vector<std::uint32_t> indexes = {};  // where index 2 and each further one begins, in blocks from `first`
 
+    std::uint32_t storedBytes() const { return blockBytes + (hasSubchannel ? kSubchannelBytes : 0); }
     bool isAudio() const { return (control & 4) == 0; }
     bool operator==(const DiscTrack&) const = default;
 };
@@ -48,9 +55,11 @@ struct DiscState {
     bool isQuickBlanked = false;        // takes disc-at-once only
     std::uint32_t formattedBlocks = 0;  // 0: not formatted
     BackgroundFormat background = BackgroundFormat::None;
-    std::uint32_t backgroundBlocks = 0;  // formatted in the background so far
-    std::uint16_t eraseCycles = 0;       // that are left
-    std::array<char, 14> timestamp{};    // YYYYMMDDhhmmss, or NULs
+    std::uint32_t backgroundBlocks = 0;     // formatted in the background so far
+    std::uint16_t eraseCycles = 0;          // that are left
+    std::array<char, 14> timestamp{};       // YYYYMMDDhhmmss, or NULs
+    std::array<char, 13> catalog{};         // media catalogue number, or NULs
+    std::vector<std::uint8_t> cdText = {};  // packs of 18 bytes
 
     /// No track has data and none is reserved.
     bool isBlank() const;
@@ -76,7 +85,7 @@ public:
     /// Keeps what was changed over any end of the process.
     SystemError save();
 
-    /// Blocks of one track, all below its end.
+    /// Blocks of one track, all below its end; `storedBytes` each.
     SystemError read(const DiscTrack& track, std::int32_t block, std::span<std::byte> bytes) const;
     SystemError write(const DiscTrack& track, std::int32_t block, std::span<const std::byte> bytes);
     /// Drops all data; to be followed by writing only.

@@ -37,6 +37,14 @@ std::uint64_t LengthOf(const DiscLayout& layout, std::size_t index) {
     return end > begin ? (end - begin) / track.sectorSize : 0;
 }
 
+/// A catalogue number or ISRC of the right length.
+template <std::size_t Size>
+void PutCode(const Text& text, std::array<char, Size>& code) {
+    const auto isSign = [](char16_t sign) { return (sign >= u'0' && sign <= u'9') || (sign >= u'A' && sign <= u'Z'); };
+    if (text.size() == Size && std::ranges::all_of(text, isSign))
+        std::ranges::transform(text, code.begin(), [](char16_t sign) { return static_cast<char>(sign); });
+}
+
 }  // namespace
 
 DiscFault Disc::openImage(const Text& path, SystemError& systemError) {
@@ -92,6 +100,10 @@ DiscFault Disc::openSheet(const Text& path, SystemError& systemError) {
                                 .first = static_cast<std::int32_t>(first),
                                 .size = static_cast<std::uint32_t>(length),
                                 .next = static_cast<std::int32_t>(position)});
+        PutCode(track.isrc, state.tracks.back().isrc);
+        for (const std::uint32_t start : track.furtherIndexes)
+            if (start >= track.start && start - track.start < length)
+                state.tracks.back().indexes.push_back(start - track.start);
         Source source{
             {}, DataOffsetOf(layout, index), file.kind == DataFileKind::BigEndian || file.kind == DataFileKind::Aiff};
         systemError = source.file.open(file.path);
@@ -100,6 +112,7 @@ DiscFault Disc::openSheet(const Text& path, SystemError& systemError) {
     }
     state.blocks = static_cast<std::uint32_t>(position);
     state.closedSessions = state.tracks.back().session;
+    PutCode(layout.catalog, state.catalog);
     return DiscFault::None;
 }
 

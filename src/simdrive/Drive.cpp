@@ -37,6 +37,7 @@ constexpr CommandRow kCommands[] = {
     {0x2E, 10, kOut, Needs::Disc, Write},
     {0x2F, 10, kNone, Needs::Disc, Verify},
     {0x35, 10, kNone, Needs::Disc, SynchronizeCache},
+    {0x42, 10, kIn, Needs::Disc, ReadSubChannel},
     {0x43, 10, kIn, Needs::Disc, ReadToc},
     {0x46, 10, kIn, Needs::Nothing, GetConfiguration},
     {0x4A, 10, kIn, Needs::Nothing, GetEventStatus},
@@ -162,6 +163,7 @@ void LoadDisc(SimDrive& drive, std::unique_ptr<Disc> disc) {
     drive.cues.clear();
     drive.isTestWrite = false;
     drive.bufferEmptyAt = 0;
+    drive.position = 0;
     drive.backgroundSince = 0;
     drive.running = {};
     drive.mediaEvent = drive.disc != nullptr ? 2 : 3;

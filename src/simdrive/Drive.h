@@ -72,14 +72,28 @@ struct Reply {
 struct CueRegion {
     std::uint8_t track = 0, index = 0, control = 0, mode = 0;
     std::uint16_t blockBytes = 0;  // 0: made by the drive
-    std::uint16_t userBytes = 0;   // of a block on the disc
+    bool hasSubchannel = false;    // the host sends 96 bytes of R to W with each block
     std::int32_t first = 0, end = 0;
+
+    std::uint32_t hostBytes() const { return blockBytes + (hasSubchannel ? kSubchannelBytes : 0); }
 };
 
 /// Mode page 05h where it decides something (MMC-6 7.5.4).
 struct WriteParameters {
     std::uint8_t type, trackMode, blockType;
     bool isTest, leavesOpen;
+};
+
+/// Takes the packs of CD-Text out of what is written into a lead-in, where they are repeated.
+class CdTextReader {
+public:
+    /// 96 bytes of sub-channels R to W.
+    void add(std::span<const std::byte> block);
+    /// Every pack once.
+    std::vector<std::uint8_t> packs;
+
+private:
+    bool isWhole_ = false;
 };
 
 /// A page of the drive's mode parameters, with the bits that may be changed.
@@ -107,10 +121,12 @@ struct SimDrive {
     std::uint64_t bufferEmptyAt = 0;
     std::uint64_t backgroundSince = 0;
 
-    std::vector<CueRegion> cues;
+    std::vector<CueRegion> cues;  // a lead-in that the host writes comes first, as track 0
     std::int32_t cueNext = 0;
-    bool isTestWrite = false;  // what is being written does not stay
-    DiscState beforeTest;      // to go back to
+    CdTextReader cueText;
+    std::int32_t position = 0;  // block that was read last
+    bool isTestWrite = false;   // what is being written does not stay
+    DiscState beforeTest;       // to go back to
 
     std::uint64_t now() const { return clock->milliseconds(clock->self); }
     DiscState& state() { return disc->state; }
@@ -146,9 +162,22 @@ void CloseTrack(DiscState& state, DiscTrack& track);
 void CloseSession(DiscState& state, bool isFinal);
 /// From here on nothing that is written stays, until `Flush`.
 void BeginTest(SimDrive& drive);
-/// Writes a part of a session that a cue sheet announced; then makes what the drive itself makes there, and the end.
+/// Where the next session's lead-in begins on a CD.
+std::int32_t LeadInStart(const DiscState& state);
+/// The invisible track that comes behind what is recorded, if there is room for one.
+void AppendInvisible(DiscState& state, std::uint8_t session, std::int64_t first, std::uint32_t pregap);
+bool IsInvisible(const DiscTrack& track);
+/// Whether the drive's buffer takes so many bytes; it holds them then.
+bool HasBufferRoom(SimDrive& drive, std::uint64_t bytes);
+
+/// Q channel of a block (ECMA-130 22.3), with its CRC.
+std::array<std::uint8_t, 12> QChannel(const DiscState& state, const DiscTrack& track, std::int32_t block);
+/// Channels P to W of a block as 96 bytes, a bit of each channel in every one; `user` has those from R on.
+void PutSubchannels(const DiscState& state, const DiscTrack& track, std::int32_t block,
+                    std::span<std::byte, kSubchannelBytes> user);
+
+/// Writes a part of a session that a cue sheet announced.
 Refusal WriteCueRegion(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count);
-Refusal AdvanceCue(SimDrive& drive);
 /// A background format goes on.
 void AdvanceBackground(SimDrive& drive);
 
@@ -174,6 +203,7 @@ Refusal ReadDiscInformation(SimDrive&, Request&);
 Refusal ReadTrackInformation(SimDrive&, Request&);
 Refusal ReadDiscStructure(SimDrive&, Request&);
 Refusal SendDiscStructure(SimDrive&, Request&);
+Refusal ReadSubChannel(SimDrive&, Request&);
 Refusal Read(SimDrive&, Request&);
 Refusal ReadCd(SimDrive&, Request&);
 Refusal Write(SimDrive&, Request&);

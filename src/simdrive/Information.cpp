@@ -8,6 +8,7 @@ namespace tovlark {
 
 namespace {
 
+constexpr Msf kAtipLeadIn{97, 15, 17};                     // start of the first lead-in: tells maker and dye
 constexpr std::uint32_t kUnformatted = 1, kFormatted = 2;  // descriptor types of READ FORMAT CAPACITIES
 
 std::uint8_t LastSessionOf(const DiscState& state) {
@@ -85,6 +86,7 @@ Refusal PutFullToc(const DiscState& state, std::uint8_t from, Reply& reply) {
         for (const DiscTrack& track : state.tracks)
             if (track.session == session)
                 PutQ(reply, session, adrControl(track), track.number, {}, ToMsf(Lba{track.first}));
+        if (session == 1 && state.rules->access != Access::Pressed) PutQ(reply, session, 0x54, 0xC0, {}, kAtipLeadIn);
         const bool isLast = session == LastSessionOf(state);
         if (isLast && state.isFinal) continue;
         // Where the next session may begin, and the outermost lead-out there can be (ADR 5).
@@ -110,7 +112,7 @@ Refusal PutAtip(const DiscState& state, Reply& reply) {
     if (!state.rules->isCd() || state.rules->access == Access::Pressed) return kInvalidField;
     const auto put = [&](Msf time) { reply.put(1, time.minute).put(1, time.second).put(1, time.frame).put(1, 0); };
     reply.put(2, 0).put(1, 0xC0).put(1, 0).put(1, state.rules->isErasable() ? 0xC0 : 0x80).put(1, 0);
-    put({97, 15, 17});  // start of the lead-in: tells maker and dye
+    put(kAtipLeadIn);
     put(ToMsf(Lba{static_cast<std::int32_t>(state.blocks)}));
     return reply.put(12, 0), Refusal{};
 }
@@ -158,6 +160,12 @@ Refusal PutPhysicalFormat(const DiscState& state, Reply& reply) {
 
 }  // namespace
 
+std::int32_t LeadInStart(const DiscState& state) {
+    constexpr std::int32_t kLaterLeadIn = 4500;
+    if (state.closedSessions == 0 || state.tracks.empty()) return static_cast<std::int32_t>(ToLba(kAtipLeadIn));
+    return state.tracks.back().first - static_cast<std::int32_t>(kPregapFrames) - kLaterLeadIn;
+}
+
 Refusal ReadFormatCapacities(SimDrive& drive, Request& request) {
     const DiscState& state = drive.state();
     const MediumRules& rules = drive.rules();
@@ -203,6 +211,11 @@ Refusal ReadToc(SimDrive& drive, Request& request) {
     if (format == 2) refusal = PutFullToc(state, from, reply);
     if (format == 3) refusal = PutPma(state, reply);
     if (format == 4) refusal = PutAtip(state, reply);
+    if (format == 5 && state.rules->isCd()) {
+        refusal = {};
+        reply.put(2, 0);
+        for (const std::uint8_t byte : state.cdText) reply.put(1, byte);
+    }
     if (refusal) return refusal;
     reply.set(0, 2, reply.size() - 2);
     return Answer(request, reply, request.be(7, 2));
@@ -226,7 +239,7 @@ Refusal ReadDiscInformation(SimDrive& drive, Request& request) {
     reply.put(3, 0).put(4, 0);
     const bool hasTimes = state.rules->isCd() && !state.isFinal;
     if (hasTimes && firstTrack != nullptr) {
-        PutAddress(reply, state.closedSessions == 0 ? -151 - 4350 : firstTrack->first - 150 - 4500, true);
+        PutAddress(reply, LeadInStart(state), true);
         PutAddress(reply, static_cast<std::int32_t>(state.blocks), true);
     } else {
         reply.put(4, 0xFFFFFFFF).put(4, 0xFFFFFFFF);

@@ -22,20 +22,6 @@ std::uint64_t WholeDiscTime(const SimDrive& drive) {
 
 bool IsTest(const SimDrive& drive) { return drive.rules().writeTypes != 0 && CurrentWriteParameters(drive).isTest; }
 
-/// The invisible track that comes behind what is recorded, if there is room for one.
-void AppendInvisible(DiscState& state, std::uint8_t session, std::int64_t first, std::uint32_t pregap) {
-    constexpr std::size_t kMostCdTracks = 99, kMostTracks = 153;
-    if (first >= state.blocks || state.tracks.size() >= (state.rules->isCd() ? kMostCdTracks : kMostTracks)) return;
-    state.tracks.push_back({.number = static_cast<std::uint8_t>(state.tracks.size() + 1),
-                            .session = session,
-                            .pregap = pregap,
-                            .first = static_cast<std::int32_t>(first),
-                            .size = state.blocks - static_cast<std::uint32_t>(first),
-                            .next = static_cast<std::int32_t>(first)});
-}
-
-bool IsInvisible(const DiscTrack& track) { return track.state == TrackState::Blank && !track.isReserved; }
-
 std::int64_t EndOf(const DiscTrack& track) { return std::int64_t{track.first} + track.size; }
 
 /// Erasing and formatting wear a disc out.
@@ -54,73 +40,6 @@ Refusal StartOver(SimDrive& drive, DiscState state) {
     if (const Refusal refusal = Keep(drive)) return refusal;
     ChooseWriteType(drive);
     return drive.disc->clear().failed() ? kFileFailed : Refusal{};
-}
-
-struct DataForm {
-    std::uint8_t code, mode;
-    std::uint16_t blockBytes;  // that the host sends
-};
-
-// MMC-6 table 601; sub-channels of the host's are not taken.
-constexpr DataForm kDataForms[] = {{0x00, 0, 2352}, {0x01, 0, 0},    {0x10, 1, 2048}, {0x11, 1, 2352},
-                                   {0x14, 1, 0},    {0x20, 2, 2336}, {0x21, 2, 2352}, {0x24, 2, 0},
-                                   {0x30, 2, 2336}, {0x31, 2, 2352}, {0x34, 2, 0}};
-
-/// Reads the sheet's entries of tracks; false when they do not follow one another as they must.
-bool ParseCues(const Request& request, std::uint32_t sheetBytes, std::vector<CueRegion>& cues) {
-    constexpr std::uint32_t kEntryBytes = 8;
-    constexpr std::uint8_t kLeadOut = 0xAA;
-    bool isEnded = false;
-    for (std::uint32_t at = 0; at < sheetBytes; at += kEntryBytes) {
-        const std::uint8_t adr = request.dataAt(at) & 15, track = request.dataAt(at + 1),
-                           index = request.dataAt(at + 2);
-        if (isEnded || adr < 1 || adr > 3) return false;
-        if (adr != 1 || track == 0) continue;  // catalog number, ISRC, lead-in
-        const Msf time{request.dataAt(at + 5), request.dataAt(at + 6), request.dataAt(at + 7)};
-        const std::int32_t block = static_cast<std::int32_t>(ToLba(time));
-        if (time.second > 59 || time.frame > 74 || (!cues.empty() && block <= cues.back().first)) return false;
-        if (!cues.empty()) cues.back().end = block;
-        isEnded = track == kLeadOut;
-        if (isEnded) continue;
-        const auto form = std::ranges::find(kDataForms, request.dataAt(at + 3), &DataForm::code);
-        if (form == std::end(kDataForms) || track > 99 || index > 99) return false;
-        const bool isNewTrack = cues.empty() || track != cues.back().track;
-        if (isNewTrack && !cues.empty() && (track != cues.back().track + 1 || cues.back().index == 0)) return false;
-        if (isNewTrack ? index > 1 : index != cues.back().index + 1) return false;
-        cues.push_back({.track = track,
-                        .index = index,
-                        .control = static_cast<std::uint8_t>(request.dataAt(at) >> 4),
-                        .mode = form->mode,
-                        .blockBytes = form->blockBytes,
-                        .first = block,
-                        .end = block});
-    }
-    return isEnded && !cues.empty() && cues.back().index > 0;
-}
-
-/// The tracks that the regions make, none of them written yet; nothing when they do not fit the disc.
-std::optional<std::vector<DiscTrack>> PlanTracks(const DiscState& state, const std::vector<CueRegion>& cues) {
-    std::vector<DiscTrack> tracks;
-    const DiscTrack& free = state.tracks.back();
-    if (cues.front().track != free.number || cues.front().first != free.first - kCdPregap) return std::nullopt;
-    if (cues.back().end > static_cast<std::int64_t>(state.blocks)) return std::nullopt;
-    for (const CueRegion& cue : cues) {
-        if (tracks.empty() || tracks.back().number != cue.track)
-            tracks.push_back({.number = cue.track, .session = free.session, .pregap = 0, .first = cue.first});
-        DiscTrack& track = tracks.back();
-        if (cue.index == 1) {
-            if (cue.blockBytes == 0 && cue.mode != 0) return std::nullopt;
-            track.pregap = static_cast<std::uint32_t>(cue.first - track.first);
-            track.first = track.next = cue.first;
-            track.control = cue.control;
-            track.mode = cue.mode;
-            track.blockBytes = cue.blockBytes == 0 ? 2352 : cue.blockBytes;
-        }
-        if (cue.index >= 1) track.size = static_cast<std::uint32_t>(cue.end - track.first);
-        track.state = TrackState::Open;
-    }
-    if (tracks.front().pregap < kCdPregap) return std::nullopt;
-    return tracks;
 }
 
 void FormatFully(DiscState& state) {
@@ -177,6 +96,19 @@ Refusal FormatRigid(SimDrive& drive, std::uint8_t type, std::uint32_t blocks, bo
 }
 
 }  // namespace
+
+void AppendInvisible(DiscState& state, std::uint8_t session, std::int64_t first, std::uint32_t pregap) {
+    constexpr std::size_t kMostCdTracks = 99, kMostTracks = 153;
+    if (first >= state.blocks || state.tracks.size() >= (state.rules->isCd() ? kMostCdTracks : kMostTracks)) return;
+    state.tracks.push_back({.number = static_cast<std::uint8_t>(state.tracks.size() + 1),
+                            .session = session,
+                            .pregap = pregap,
+                            .first = static_cast<std::int32_t>(first),
+                            .size = state.blocks - static_cast<std::uint32_t>(first),
+                            .next = static_cast<std::int32_t>(first)});
+}
+
+bool IsInvisible(const DiscTrack& track) { return track.state == TrackState::Blank && !track.isReserved; }
 
 void CloseTrack(DiscState& state, DiscTrack& track) {
     if (track.state == TrackState::Complete || IsInvisible(track)) return;
@@ -319,47 +251,6 @@ Refusal CloseTrackSession(SimDrive& drive, Request& request) {
         CloseSession(state, true);
     }
     TakeTime(drive, kOperationRunning, kCloseSessionMilliseconds, immed);
-    return Keep(drive);
-}
-
-Refusal SendCueSheet(SimDrive& drive, Request& request) {
-    DiscState& state = drive.state();
-    const std::uint32_t sheetBytes = request.be(6, 3);
-    if (!state.rules->isCd() || state.rules->access == Access::Pressed || state.isFinal) return kUnsuitableFormat;
-    if (CurrentWriteParameters(drive).type != 2) return kSequence;
-    if (state.tracks.empty() || !IsInvisible(state.tracks.back())) return kSequence;
-    if (state.tracks.size() > 1 && state.tracks[state.tracks.size() - 2].session > state.closedSessions)
-        return kSequence;
-    if (request.data.size() < sheetBytes) return kDataPhase;
-    if (sheetBytes % 8 != 0 || sheetBytes == 0) return kInvalidField;
-    std::vector<CueRegion> cues;
-    if (!ParseCues(request, sheetBytes, cues)) return kInvalidParameter;
-    const auto tracks = PlanTracks(state, cues);
-    if (!tracks) return kInvalidParameter;
-    request.transferred = sheetBytes;
-    drive.beforeTest = state;
-    drive.isTestWrite = CurrentWriteParameters(drive).isTest;
-    state.tracks.pop_back();
-    state.tracks.insert(state.tracks.end(), tracks->begin(), tracks->end());
-    drive.cueNext = cues.front().first;
-    drive.cues = std::move(cues);
-    return AdvanceCue(drive);
-}
-
-Refusal AdvanceCue(SimDrive& drive) {
-    for (const CueRegion& cue : drive.cues)
-        if (cue.blockBytes == 0 && cue.first == drive.cueNext) drive.cueNext = cue.end;
-    if (drive.cueNext != drive.cues.back().end) return {};
-    const std::uint8_t first = drive.cues.front().track;
-    drive.cues.clear();
-    DiscState& state = drive.state();
-    if (drive.isTestWrite) return Flush(drive);
-    for (DiscTrack& track : state.tracks) {
-        if (track.number < first) continue;
-        track.next = static_cast<std::int32_t>(EndOf(track));
-        track.state = TrackState::Complete;
-    }
-    CloseSession(state, !CurrentWriteParameters(drive).leavesOpen);
     return Keep(drive);
 }
 

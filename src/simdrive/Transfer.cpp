@@ -42,9 +42,10 @@ std::size_t UserOffset(const DiscTrack& track) {
 }
 
 Refusal ReadUserData(SimDrive& drive, const DiscTrack& track, std::int32_t block, std::span<std::byte> bytes) {
-    if (track.blockBytes == kUserBytes) return drive.disc->read(track, block, bytes).failed() ? kFileFailed : Refusal{};
-    std::array<std::byte, kRawSectorBytes> sector;
-    const std::span<std::byte> stored = std::span(sector).first(track.blockBytes);
+    if (track.storedBytes() == kUserBytes)
+        return drive.disc->read(track, block, bytes).failed() ? kFileFailed : Refusal{};
+    std::array<std::byte, kRawSectorBytes + kSubchannelBytes> sector;
+    const std::span<std::byte> stored = std::span(sector).first(track.storedBytes());
     for (; !bytes.empty(); bytes = bytes.subspan(kUserBytes), ++block) {
         if (drive.disc->read(track, block, stored).failed()) return kFileFailed;
         std::ranges::copy(stored.subspan(UserOffset(track), kUserBytes), bytes.begin());
@@ -52,13 +53,20 @@ Refusal ReadUserData(SimDrive& drive, const DiscTrack& track, std::int32_t block
     return {};
 }
 
-/// A whole sector of 2352 bytes, made of what the disc file keeps of it.
-Refusal ReadRawSector(SimDrive& drive, const DiscTrack& track, std::int32_t block, RawSector& sector) {
+using Subchannels = std::array<std::byte, kSubchannelBytes>;
+
+/// A whole sector of 2352 bytes and its sub-channels, made of what the disc file keeps of it.
+Refusal ReadRawSector(SimDrive& drive, const DiscTrack& track, std::int32_t block, RawSector& sector,
+                      Subchannels& subchannels) {
     const std::size_t offset = track.blockBytes == kRawSectorBytes           ? 0
                                : track.blockBytes == 2336 || track.mode == 1 ? 16
                                                                              : 24;
-    if (drive.disc->read(track, block, std::span(sector).subspan(offset, track.blockBytes)).failed())
-        return kFileFailed;
+    std::array<std::byte, kRawSectorBytes + kSubchannelBytes> bytes;
+    const auto stored = std::span(bytes).first(track.storedBytes());
+    if (drive.disc->read(track, block, stored).failed()) return kFileFailed;
+    std::ranges::copy(stored.first(track.blockBytes), sector.begin() + static_cast<std::ptrdiff_t>(offset));
+    subchannels.fill(std::byte{0});
+    if (track.hasSubchannel) std::ranges::copy(stored.last(kSubchannelBytes), subchannels.begin());
     if (track.blockBytes != kRawSectorBytes) CompleteSector(sector, block, track.mode, track.blockBytes == kUserBytes);
     return {};
 }
@@ -70,6 +78,18 @@ void WaitForBytes(SimDrive& drive, std::uint64_t bytes) {
 
 constexpr std::uint16_t BlockBytesOf(std::uint8_t blockType) {
     return blockType == 0 ? 2352 : blockType == 9 ? 2336 : 2048;
+}
+
+/// Catalogue number and ISRC of mode page 05h, where they are valid (MMC-6 7.5.4.16).
+void TakeCodes(SimDrive& drive, DiscTrack& track) {
+    constexpr std::size_t kCatalog = 16, kIsrc = 32;
+    const std::vector<std::uint8_t>& page = std::ranges::find(drive.pages, 0x05, &ModePage::code)->current;
+    const auto take = [&](std::size_t offset, auto& code) {
+        if ((page[offset] & 0x80) != 0)
+            std::copy_n(page.begin() + static_cast<std::ptrdiff_t>(offset) + 1, code.size(), code.begin());
+    };
+    take(kCatalog, drive.state().catalog);
+    take(kIsrc, track.isrc);
 }
 
 /// Whether the open track takes blocks as the write parameters say; the first write settles what it holds.
@@ -93,15 +113,8 @@ Refusal SettleTrack(SimDrive& drive, DiscTrack& track) {
     track.control = wanted.trackMode & 15;
     track.mode = mode;
     track.blockBytes = BlockBytesOf(wanted.blockType);
+    TakeCodes(drive, track);
     return {};
-}
-
-/// Data that the buffer has no room for are to be sent again (real time only).
-bool HasBufferRoom(SimDrive& drive, std::uint64_t bytes) {
-    if (!drive.isRealTime) return true;
-    if (BufferedBytes(drive) + bytes > kBufferBytes) return false;
-    drive.bufferEmptyAt = std::max(drive.bufferEmptyAt, drive.now()) + bytes / std::max(WriteSpeedOf(drive), 1u);
-    return true;
 }
 
 Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::int32_t block, std::uint32_t bytes) {
@@ -180,6 +193,25 @@ std::size_t SelectParts(const RawSector& sector, const DiscTrack& track, std::ui
     return bytes;
 }
 
+constexpr std::uint8_t kPToW = 1, kQ = 2;  // sub-channel selection of READ CD (MMC-6 table 351)
+constexpr std::size_t kErrorBytes = 296;   // a bit for each byte, and two of the block
+
+std::size_t SelectSubchannels(const DiscState& state, const DiscTrack& track, std::int32_t block, std::uint8_t kind,
+                              Subchannels& subchannels, std::span<std::byte> out) {
+    if (kind == kPToW) {
+        PutSubchannels(state, track, block, subchannels);
+        std::ranges::copy(subchannels, out.begin());
+        return kSubchannelBytes;
+    }
+    if (kind != kQ) return 0;
+    constexpr std::size_t kFormattedBytes = 16;
+    std::fill_n(out.begin(), kFormattedBytes, std::byte{0});
+    const std::array<std::uint8_t, 12> q = QChannel(state, track, block);
+    std::ranges::copy(std::as_bytes(std::span(q)), out.begin());
+    if (block < track.first) out[kFormattedBytes - 1] = std::byte{0x80};  // P
+    return kFormattedBytes;
+}
+
 bool IsExpected(std::uint8_t type, const DiscTrack& track) {
     if (type == 0) return true;
     if (type == 1) return track.isAudio();
@@ -193,6 +225,13 @@ std::uint64_t BufferedBytes(const SimDrive& drive) {
     const std::uint64_t now = drive.now();
     if (drive.bufferEmptyAt <= now) return 0;
     return std::min<std::uint64_t>((drive.bufferEmptyAt - now) * WriteSpeedOf(drive), kBufferBytes);
+}
+
+bool HasBufferRoom(SimDrive& drive, std::uint64_t bytes) {
+    if (!drive.isRealTime) return true;
+    if (BufferedBytes(drive) + bytes > kBufferBytes) return false;
+    drive.bufferEmptyAt = std::max(drive.bufferEmptyAt, drive.now()) + bytes / std::max(WriteSpeedOf(drive), 1u);
+    return true;
 }
 
 Refusal Read(SimDrive& drive, Request& request) {
@@ -212,6 +251,7 @@ Refusal Read(SimDrive& drive, Request& request) {
         request.transferred += static_cast<std::uint32_t>(bytes.size());
         block += static_cast<std::int32_t>(count);
         left -= count;
+        drive.position = block - 1;
     }
     return {};
 }
@@ -224,19 +264,25 @@ Refusal ReadCd(SimDrive& drive, Request& request) {
     const std::int64_t count = isMsf ? static_cast<std::int32_t>(ToLba(time(6))) - block : request.be(6, 3);
     const std::uint8_t type = request.cdb[1] >> 2 & 7, wanted = request.cdb[9];
     if (!drive.rules().isCd()) return kUnsuitableMedium;
-    // Neither sub-channels nor error flags are kept.
-    if (count < 0 || type > 5 || (wanted & 7) != 0 || (request.cdb[10] & 7) != 0) return kInvalidField;
-    if ((wanted & 0xF8) == 0) return {};
+    const std::uint8_t errors = wanted >> 1 & 3, subchannel = request.cdb[10] & 7;
+    const bool isSubchannelKnown = subchannel <= kQ && drive.rules().isCd();
+    if (count < 0 || type > 5 || (wanted & 1) != 0 || errors == 3 || !isSubchannelKnown) return kInvalidField;
     RawSector sector;
-    std::array<std::byte, kRawSectorBytes> selected;
+    Subchannels subchannels;
+    std::array<std::byte, kRawSectorBytes + kErrorBytes + kSubchannelBytes> selected;
     for (const std::int64_t end = block + count; block < end; ++block) {
+        const auto place = static_cast<std::int32_t>(block);
         const DiscTrack* track = nullptr;
-        if (const Refusal refusal = FindReadable(drive.state(), static_cast<std::int32_t>(block), track))
-            return refusal;
+        if (const Refusal refusal = FindReadable(drive.state(), place, track)) return refusal;
         if (!IsExpected(type, *track)) return kWrongTrackMode;
-        if (const Refusal refusal = ReadRawSector(drive, *track, static_cast<std::int32_t>(block), sector))
-            return refusal;
-        const std::size_t bytes = SelectParts(sector, *track, wanted, selected);
+        if (const Refusal refusal = ReadRawSector(drive, *track, place, sector, subchannels)) return refusal;
+        drive.position = place;
+        std::size_t bytes = SelectParts(sector, *track, wanted, selected);
+        const std::size_t flags = errors == 0 ? 0 : errors == 1 ? kErrorBytes - 2 : kErrorBytes;
+        std::fill_n(selected.begin() + static_cast<std::ptrdiff_t>(bytes), flags, std::byte{0});  // no byte is wrong
+        bytes += flags;
+        bytes += SelectSubchannels(drive.state(), *track, place, subchannel, subchannels,
+                                   std::span(selected).subspan(bytes));
         if (request.data.size() - request.transferred < bytes) return kDataPhase;
         if (bytes > 0) std::memcpy(request.data.data() + request.transferred, selected.data(), bytes);
         request.transferred += static_cast<std::uint32_t>(bytes);
@@ -248,9 +294,9 @@ Refusal ReadCd(SimDrive& drive, Request& request) {
 Refusal Write(SimDrive& drive, Request& request) {
     const std::int32_t block = static_cast<std::int32_t>(request.be(2, 4));
     const std::uint32_t count = BlockCount(request);
-    if (count > request.data.size() / kUserBytes) return kDataPhase;
     if (count == 0) return {};
     if (!drive.cues.empty()) return WriteCueRegion(drive, request, block, count);
+    if (count > request.data.size() / kUserBytes) return kDataPhase;
     switch (drive.rules().access) {
         case Access::Pressed: return kUnsuitableFormat;
         case Access::Overwrite: return WriteOver(drive, request, block, count);
@@ -258,27 +304,6 @@ Refusal Write(SimDrive& drive, Request& request) {
         case Access::Sequential: break;
     }
     return WriteAppending(drive, request, block, count);
-}
-
-Refusal WriteCueRegion(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {
-    DiscState& state = drive.state();
-    if (block != drive.cueNext) return kWrongWriteAddress;
-    const auto region =
-        std::ranges::find_if(drive.cues, [&](const CueRegion& cue) { return block >= cue.first && block < cue.end; });
-    if (region == drive.cues.end() || region->blockBytes == 0) return kWrongWriteAddress;
-    // One command stays within one kind of blocks.
-    std::int32_t end = region->end;
-    for (auto next = region + 1; next != drive.cues.end() && next->blockBytes == region->blockBytes; ++next)
-        end = next->end;
-    if (count > static_cast<std::uint32_t>(end - block)) return kEndOfTrack;
-    DiscTrack& track = state.tracks[region->track - 1u];
-    if (region->blockBytes == track.blockBytes) {
-        if (const Refusal refusal = Store(drive, request, track, block, count * region->blockBytes)) return refusal;
-    } else {
-        request.transferred = count * region->blockBytes;  // a pre-gap of another kind than its track reads as zeros
-    }
-    drive.cueNext += static_cast<std::int32_t>(count);
-    return AdvanceCue(drive);
 }
 
 Refusal Verify(SimDrive& drive, Request& request) {

@@ -48,9 +48,9 @@ TEST(DiscFile, FallsBackToTheStateBeforeADamagedOne) {
                    : -1;
     };
     EXPECT_EQ(formatted(bytes), 48);
-    bytes[4096 + 30] ^= 1;  // the newest state: number 4 lies in the first slot
+    bytes[0x20000 + 30] ^= 1;  // the newest state: number 4 lies in the first slot
     EXPECT_EQ(formatted(bytes), 32);
-    EXPECT_EQ(formatted(bytes.substr(0, 4096 + 16384 + 20)), -1);
+    EXPECT_EQ(formatted(bytes.substr(0, 0x40000 + 20)), -1);
 }
 
 TEST(DiscFile, OnlyImagesOfWholeSectorsAreDiscs) {

@@ -205,42 +205,6 @@ TEST(LongOperations, TellTheirProgressUntilTheyAreDone) {
     EXPECT_EQ(answer, 0x020408u) << "the buffer is full";
 }
 
-TEST(CueSheet, WritesAWholeSession) {
-    LoadedDrive on(Medium::CdR);
-    Bytes sheet;
-    const auto entry = [&](std::initializer_list<int> bytes) {
-        for (const int byte : bytes) sheet.push_back(static_cast<std::byte>(byte));
-    };
-    entry({0x41, 0, 0, 0x14, 0, 0, 0, 0});
-    entry({0x41, 1, 0, 0x10, 0, 0, 0, 0});
-    entry({0x41, 1, 1, 0x10, 0, 0, 2, 0});
-    entry({0x01, 2, 0, 0x00, 0, 0, 4, 0});
-    entry({0x01, 2, 1, 0x00, 0, 0, 6, 0});
-    entry({0x01, 0xAA, 1, 0x01, 0, 0, 8, 0});
-    const auto send = [&](Bytes list) { return on.send({0x5D, 0, 0, 0, 0, 0, 0, 0, 48}, list, DataDirection::Out); };
-    EXPECT_EQ(send(sheet), 0x052C00u) << "not in session-at-once";
-    ASSERT_EQ(on.select(2, 0, 0), kOk);
-    Bytes wrong = sheet;
-    wrong[5 * 8 + 6] = std::byte{5};  // the lead-out before the last track
-    EXPECT_EQ(send(wrong), 0x052600u);
-    ASSERT_EQ(send(sheet), kOk);
-    EXPECT_EQ(on.write(0, 16, 'x'), 0x052102u) << "the pre-gap comes first";
-    ASSERT_EQ(on.write(static_cast<std::uint32_t>(-150), 150, 0), kOk);
-    ASSERT_EQ(on.write(0, 150, 'd'), kOk);
-    EXPECT_EQ(on.discStatus() & 3, 1u);
-    ASSERT_EQ(on.write(150, 150, 0, 2352), kOk);
-    ASSERT_EQ(on.write(300, 150, 'm', 2352), kOk);
-    EXPECT_EQ(on.discStatus() & 15, 14u);
-    on.load(on.path());
-    EXPECT_EQ(on.read(149), std::uint32_t{'d'}) << "no run-out blocks";
-    EXPECT_EQ(on.read(300), 0x056400u) << "audio";
-    const Bytes audio = on.receive({0xBE, 4, 0, 0, 1, 44, 0, 0, 1, 0x10}, 2352);
-    EXPECT_EQ(LoadedDrive::be(audio, 2351, 1), std::uint32_t{'m'});
-    const Bytes raw = on.receive({0xBE, 0, 0, 0, 0, 0, 0, 0, 1, 0xF8}, 2352);
-    EXPECT_EQ(LoadedDrive::be(raw, 12, 4), 0x00020001u);
-    EXPECT_EQ(LoadedDrive::be(on.receive({0x43, 2, 2, 0, 0, 0, 0, 0, 59}, 59), 0, 4), 57u << 16 | 0x0101u);
-}
-
 }  // namespace
 
 }  // namespace tovlark
