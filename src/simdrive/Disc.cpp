@@ -266,7 +266,7 @@ DiscFault Disc::open(const Text& path, SystemError& systemError) {
     if (!systemError.failed()) systemError = probe.readAt(0, std::as_writable_bytes(std::span(&head, 1)), readCount);
     if (systemError.failed()) return DiscFault::System;
     if (readCount != sizeof head || head.magic != kMagic) return openImage(path, systemError);
-    if (head.version != kVersion) return head.version > kVersion ? DiscFault::TooNew : DiscFault::NotADisc;
+    if (head.version != kVersion) return head.version > kVersion ? DiscFault::TooNew : DiscFault::Damaged;
     probe = InputFile();
     systemError = file_.open(path, LockedFile::Mode::Existing);
     std::vector<std::byte> slot(kSlotBytes);
