@@ -27,6 +27,7 @@ FaultTexts TextsOf(const DriveFileFault& fault) {
 
 DriveFault FaultOf(const DriveFileFault& fault) {
     const Text reason = fault.error.failed() ? DescribeError(fault.error) : Text();
+    if (fault.isNoDescription) return {TextId::DriveNotOptical, fault.path, {}};
     if (fault.disc != DiscFault::None) return {TextsOf(fault).inDrive, fault.path, reason};
     if (IsLockedElsewhere(fault.error)) return {TextId::SimDriveBusy, fault.path, {}};
     if (IsNotFound(fault.error)) return {TextId::SimDriveMissing, fault.path, {}};

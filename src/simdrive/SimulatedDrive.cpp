@@ -18,6 +18,14 @@ bool Is(std::optional<std::string_view> value, TextView expected) {
     return value && EqualsIgnoringCase(FromUtf8(*value), expected);
 }
 
+/// Some other file may have any name.
+bool IsDescription(std::string_view bytes) {
+    IniLine line;
+    for (std::size_t position = 0; NextIniLine(bytes, position, line);)
+        if (line.kind == IniLine::Kind::Section && line.name == kSection) return true;
+    return false;
+}
+
 DriveDescription Parse(std::string_view bytes) {
     const auto find = [&](std::string_view name) { return FindIniValue(bytes, kSection, name); };
     DriveDescription description;
@@ -130,8 +138,10 @@ SystemError WriteDriveDescription(const Text& path, const DriveDescription& desc
 DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevice& device) {
     auto opened = std::make_unique<OpenedSimulation>();
     if (const SystemError error = opened->file.open(path, LockedFile::Mode::Existing); error.failed())
-        return {path, error};
-    if (const SystemError error = Load(opened->file, opened->bytes); error.failed()) return {path, error};
+        return {.path = path, .error = error};
+    if (const SystemError error = Load(opened->file, opened->bytes); error.failed())
+        return {.path = path, .error = error};
+    if (!IsDescription(opened->bytes)) return {.path = path, .error = {}, .isNoDescription = true};
     opened->description = Parse(opened->bytes);
     SimDrive& drive = opened->drive;
     drive.clock = &clock;
@@ -145,7 +155,7 @@ DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevi
         const Text discPath = Below(path, opened->description.disc);
         SystemError error;
         if (const DiscFault fault = disc->open(discPath, error); fault != DiscFault::None)
-            return {discPath, error, fault};
+            return {.path = discPath, .error = error, .disc = fault};
         LoadDisc(drive, std::move(disc));
     }
     // Whoever opens a drive finds it as it is: the disc was changed before.

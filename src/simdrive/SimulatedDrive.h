@@ -22,8 +22,9 @@ struct DriveFileFault {
     Text path;
     SystemError error;  // `IsLockedElsewhere`: another process uses it
     DiscFault disc = DiscFault::None;
+    bool isNoDescription = false;  // the file is there, but describes no drive
 
-    bool failed() const { return error.failed() || disc != DiscFault::None; }
+    bool failed() const { return error.failed() || disc != DiscFault::None || isNoDescription; }
 };
 
 /// The description's facts, whether or not somebody uses the drive. What it does not say keeps its default.

@@ -44,6 +44,9 @@ protected:
 
 TEST_F(DriveSourceTest, OpensByItsLetterOrTellsWhyNot) {
     EXPECT_EQ(open(), "Drive F: is a simulated drive whose file is gone: drive. Make it anew with: tvdrive add");
+    std::ofstream(folder_ / "drive") << "root:x:0:0:root:/root:/bin/bash\n";
+    EXPECT_EQ(open(), "Drive F: is drive, which is not an optical drive.");
+    std::filesystem::remove(folder_ / "drive");
     describe(u"");
     EXPECT_EQ(open(), "No disc ");
     describe(u"a.tvdisc");
