@@ -62,7 +62,7 @@ fuzz:
 bench:
 	scripts/install-dependencies build bench
 	$(CONFIGURE) release >/dev/null
-	cmake --build build/release -j$(JOBS) --target programs
+	cmake --build build/release -j$(JOBS) --target programs drive_bench
 	bench/run.py --scale $(BENCH_SCALE) --rounds $(BENCH_ROUNDS) $(BENCH_ROWS)
 
 install: build

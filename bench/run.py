@@ -194,6 +194,7 @@ ROWS = {
     "million": Row("million", (OURS, TAR)),
 }
 STARTUP = "startup"
+DRIVE = "drive"
 
 
 @dataclass(frozen=True)
@@ -225,6 +226,9 @@ GOALS = (
     Goal("million", "peak memory, MB", 1024, lambda of: of["million"].median(OURS, "memory") / MB),
     Goal("million", "wall a file against small", 1.5, lambda of: seconds_a_file(of["million"]) / seconds_a_file(of["small"])),
     Goal(STARTUP, "ms beyond the wait", 50, lambda of: of[STARTUP]),
+    Goal(DRIVE, "wall of WRITE(10) against cp", 1 / 0.7, lambda of: of[DRIVE].writing),
+    Goal(DRIVE, "wall of READ(10) against cp", 1 / 0.7, lambda of: of[DRIVE].reading),
+    Goal(DRIVE, "microseconds of its own a command", 3, lambda of: of[DRIVE].own),
 )
 
 
@@ -379,6 +383,45 @@ def run_startup(rounds: int, environment: dict) -> float:
     return beyond
 
 
+@dataclass(frozen=True)
+class DriveFigures:
+    writing: float  # wall of writing a simulated disc against cp of a cached file of that size
+    reading: float  # the same of reading it
+    own: float  # microseconds that a command takes beyond moving its 64 KiB
+
+
+def run_drive(folder: str, scale: float, rounds: int) -> DriveFigures:
+    megabytes = max(16, min(4096, round(1024 * scale)))
+    state = os.statvfs(folder)
+    expect(state.f_bavail * state.f_frsize > 3.5 * megabytes * MB, f"needs {3.5 * megabytes / 1000:.1f} GB in {folder}")
+    place, source, copy = f"{folder}/drive", f"{folder}/drive-source", f"{folder}/drive-copy"
+    figures = []
+    try:
+        with open(source, "wb") as file:
+            for _ in range(megabytes):
+                file.write(b"\xa5" * MB)
+        for number in range(rounds + 1):
+            remove(place)
+            os.makedirs(place)
+            os.sync()
+            done = subprocess.run([f"{PROGRAMS}/drive_bench", place, str(megabytes)], stdout=subprocess.PIPE, check=True)
+            remove(copy)
+            os.sync()
+            began = time.perf_counter()
+            subprocess.run(["cp", "--reflink=never", source, copy], check=True)
+            copying = time.perf_counter() - began
+            writing, reading, own = (float(word) for word in done.stdout.split())
+            if number > 0:
+                figures.append((writing / copying, reading / copying, own))
+    finally:
+        for path in (place, source, copy):
+            remove(path)
+    result = DriveFigures(*(statistics.median(column) for column in zip(*figures)))
+    print(f"\n{DRIVE}: {megabytes} MB in commands of 64 KiB to a simulated DVD+R, against cp of a cached file\n"
+          f"  WRITE(10) {result.writing:.2f} x, READ(10) {result.reading:.2f} x, {result.own:.2f} microseconds of its own a command")
+    return result
+
+
 def machine(folder: str) -> str:
     with open("/proc/cpuinfo", encoding="utf-8") as lines:
         model = next((line.split(":", 1)[1].strip() for line in lines if line.startswith("model name")), "unknown processor")
@@ -403,7 +446,7 @@ def print_goals(results: dict, scale: float) -> None:
 
 def read_words() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    names = [*ROWS, STARTUP]
+    names = [*ROWS, STARTUP, DRIVE]
     parser.add_argument("--scale", type=float, default=1, help="shrinks every tree (default 1)")
     parser.add_argument("--rounds", type=int, default=5, help="measured runs of each program (default 5)")
     parser.add_argument("--folder", default=os.environ.get("TMPDIR") or f"{ROOT}/build/bench", help="where trees and outputs are made")
@@ -443,6 +486,8 @@ def main() -> int:
                 status = 1
         if STARTUP in words.rows:
             results[STARTUP] = run_startup(words.rounds, environment)
+        if DRIVE in words.rows:
+            results[DRIVE] = run_drive(work, words.scale, words.rounds)
     finally:
         shutil.rmtree(work, ignore_errors=True)
     print_goals(results, words.scale)
