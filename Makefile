@@ -9,7 +9,7 @@ JOBS ?= $(shell nproc)
 CONFIGURE = cmake --preset
 CTEST = ctest --output-on-failure --no-tests=error -j$(JOBS)
 
-.PHONY: build demo test windows check asan tsan fuzz bench install deb
+.PHONY: build demo test windows check asan tsan fuzz bench strangers install deb
 
 build:
 	scripts/install-dependencies build test
@@ -64,6 +64,13 @@ bench:
 	$(CONFIGURE) release >/dev/null
 	cmake --build build/release -j$(JOBS) --target programs drive_bench
 	bench/run.py --scale $(BENCH_SCALE) --rounds $(BENCH_ROUNDS) $(BENCH_ROWS)
+
+# Every foreign program on every simulated medium that it knows (docs/simulated-drives.md).
+strangers:
+	scripts/install-dependencies build test
+	$(CONFIGURE) release >/dev/null
+	cmake --build build/release -j$(JOBS) --target with_drive
+	scripts/strangers
 
 install: build
 	cmake --install build/release --prefix $(PREFIX) --strip

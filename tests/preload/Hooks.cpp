@@ -13,6 +13,7 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 #include <sys/uio.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "preload/Client.h"
@@ -101,6 +102,18 @@ FILE* OpenStream(const char* mode) {
     FILE* stream = StreamOf(file, mode);
     if (stream == nullptr) ::close(file);
     return stream;
+}
+
+/// A hasty program (with_drive --haste) waits this much less: a drive that is done at once needs no time to settle.
+std::uint64_t Divisor() {
+    static const std::uint64_t divisor = std::getenv(kHasteVariable) != nullptr ? 50 : 1;
+    return divisor;
+}
+
+timespec Hastened(std::uint64_t nanoseconds) {
+    constexpr std::uint64_t kSecond = 1'000'000'000;
+    nanoseconds /= Divisor();
+    return {static_cast<time_t>(nanoseconds / kSecond), static_cast<long>(nanoseconds % kSecond)};
 }
 
 /// The drive is no link: it is its own real path.
@@ -348,6 +361,25 @@ off_t lseek(int file, off_t offset, int from) noexcept {
 }
 
 off64_t lseek64(int file, off64_t offset, int from) noexcept { return ::lseek(file, offset, from); }
+
+int nanosleep(const timespec* wanted, timespec* left) {
+    timespec time{};
+    if (Divisor() > 1 && CopyIn(&time, wanted, sizeof time) && time.tv_sec >= 0 && time.tv_sec < 3600)
+        time = Hastened(static_cast<std::uint64_t>(time.tv_sec) * 1'000'000'000 +
+                        static_cast<std::uint64_t>(time.tv_nsec));
+    return Next<int(const timespec*, timespec*), "nanosleep">()(Divisor() > 1 ? &time : wanted, left);
+}
+
+int usleep(useconds_t microseconds) {
+    const timespec time = Hastened(std::uint64_t{microseconds} * 1000);
+    return Next<int(const timespec*, timespec*), "nanosleep">()(&time, nullptr);
+}
+
+unsigned sleep(unsigned seconds) {
+    timespec left = Hastened(std::uint64_t{seconds} * 1'000'000'000);
+    return Next<int(const timespec*, timespec*), "nanosleep">()(&left, &left) == 0 ? 0
+                                                                                   : static_cast<unsigned>(left.tv_sec);
+}
 
 int fsync(int file) { return IsDrive(file) ? 0 : Next<int(int), "fsync">()(file); }
 int fdatasync(int file) { return IsDrive(file) ? 0 : Next<int(int), "fdatasync">()(file); }

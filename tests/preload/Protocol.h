@@ -9,6 +9,9 @@ namespace tovlark {
 /// "PATH=SOCKET": the path that names the drive, and where its keeper (with_drive) listens.
 inline constexpr char kDriveVariable[] = "TOVLARK_PRELOADED_DRIVE";
 
+/// Set when the programs' waits are to be short.
+inline constexpr char kHasteVariable[] = "TOVLARK_PRELOADED_HASTE";
+
 /// Number of the block devices that are optical drives, and the drive's own one.
 inline constexpr unsigned kOpticalMajor = 11, kOpticalMinor = 31;
 

@@ -32,6 +32,7 @@ namespace fs = std::filesystem;
 struct Options {
     std::string path = "/dev/sr" + std::to_string(kOpticalMinor), access = "rw", media, log, drive;
     std::uint32_t blocks = 0;
+    bool isHasty = false;
     std::vector<std::string> program;
 };
 
@@ -221,6 +222,7 @@ int Run(const Options& options, Keeper& keeper, const fs::path& socket) {
     if (process < 0) return Failed(std::strerror(errno));
     if (process == 0) {
         ::setenv("LD_PRELOAD", preload.c_str(), 1);
+        if (options.isHasty) ::setenv(kHasteVariable, "1", 1);
         ::setenv(kDriveVariable, (options.path + "=" + socket.string()).c_str(), 1);
         std::vector<char*> words;
         for (const std::string& word : options.program) words.push_back(const_cast<char*>(word.c_str()));
@@ -272,6 +274,7 @@ int main(int count, char** words) {
         ->check(CLI::IsMember({"rw", "r", "none"}));
     app.add_option("--media", options.media, "Makes DRIVE as a new disc of this kind, unless it is there");
     app.add_option("--blocks", options.blocks, "Blocks of the new disc");
+    app.add_flag("--haste", options.isHasty, "Shortens the program's own waits");
     app.add_option("--log", options.log, "Gets a line for each command; for DRIVE that is a disc");
     app.add_option("DRIVE", options.drive, "A drive's description, or a disc (.tvdisc, .iso, .cue)")->required();
     CLI11_PARSE(app, count, words);
