@@ -50,6 +50,10 @@ struct Md5Stream::Handle : DigestHandle {
     using DigestHandle::DigestHandle;
 };
 
+struct Sha256Stream::Handle : DigestHandle {
+    using DigestHandle::DigestHandle;
+};
+
 std::uint32_t Crc32(std::span<const std::byte> bytes) {
     InitializeLibrary();
     unsigned char digest[4];
@@ -94,6 +98,19 @@ Md5Digest Md5Stream::value() const {
     const DigestHandle copy(*handle_);
     Md5Digest digest;
     std::copy_n(gcry_md_read(copy.digest, GCRY_MD_MD5), digest.size(), digest.begin());
+    return digest;
+}
+
+Sha256Stream::Sha256Stream() : handle_(std::make_unique<Handle>(GCRY_MD_SHA256)) {}
+
+Sha256Stream::~Sha256Stream() = default;
+
+void Sha256Stream::add(std::span<const std::byte> bytes) { gcry_md_write(handle_->digest, bytes.data(), bytes.size()); }
+
+Sha256Digest Sha256Stream::value() const {
+    const DigestHandle copy(*handle_);
+    Sha256Digest digest;
+    std::copy_n(gcry_md_read(copy.digest, GCRY_MD_SHA256), digest.size(), digest.begin());
     return digest;
 }
 

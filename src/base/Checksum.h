@@ -49,4 +49,22 @@ private:
     std::unique_ptr<Handle> handle_;
 };
 
+using Sha256Digest = std::array<std::uint8_t, 32>;
+
+/// SHA-256 (FIPS 180-4) over bytes that come in pieces.
+class Sha256Stream {
+public:
+    Sha256Stream();
+    ~Sha256Stream();
+    Sha256Stream(const Sha256Stream&) = delete;
+
+    void add(std::span<const std::byte> bytes);
+    /// The digest of everything added so far; more may be added afterwards.
+    Sha256Digest value() const;
+
+private:
+    struct Handle;
+    std::unique_ptr<Handle> handle_;
+};
+
 }  // namespace tovlark

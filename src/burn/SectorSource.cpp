@@ -1,0 +1,118 @@
+#include "burn/SectorSource.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "base/DiscLayout.h"
+#include "base/Sectors.h"
+#include "platform/SystemError.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::uint32_t kRawDataOffset = 16;  // sync pattern and header of a raw sector (ECMA-130 14)
+
+void SwapSamples(std::span<std::byte> samples) {
+    for (std::size_t index = 0; index + 1 < samples.size(); index += 2) std::swap(samples[index], samples[index + 1]);
+}
+
+}  // namespace
+
+void ReportFault(Task& task, const SourceFault& fault) {
+    ReportError(task, Text(task.session.texts()[fault.text]));
+    if (!fault.details.empty()) TellError(task, fault.details);
+}
+
+SystemError FileSource::open(const Text& path, const InputFile*& file) {
+    auto opened = std::make_unique<OpenFile>(OpenFile{path, {}});
+    const SystemError error = opened->file.open(path);
+    if (error.failed()) return error;
+    file = &opened->file;
+    files_.push_back(std::move(opened));
+    return {};
+}
+
+void FileSource::add(const SourceExtent& extent) {
+    if (extent.sectorCount == 0) return;
+    places_.push_back({sectorCount_, extent});
+    sectorCount_ += extent.sectorCount;
+}
+
+SectorSource FileSource::source() {
+    return {.self = this, .sectorSize = sectorSize_, .sectorCount = sectorCount_, .read = read};
+}
+
+bool FileSource::read(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault& fault) {
+    auto& source = *static_cast<FileSource*>(self);
+    auto place = std::ranges::upper_bound(source.places_, first, {}, &Place::first);
+    while (!target.empty()) {
+        const Place& current = *std::prev(place);
+        const std::uint32_t within = first - current.first;
+        const std::size_t bytes =
+            std::min<std::size_t>(target.size(), std::size_t{current.extent.sectorCount - within} * source.sectorSize_);
+        if (!source.readExtent(current.extent, within, target.first(bytes), fault)) return false;
+        target = target.subspan(bytes);
+        first += static_cast<std::uint32_t>(bytes / source.sectorSize_);
+        if (!target.empty() && place == source.places_.end()) return false;  // beyond the source
+        ++place;
+    }
+    return true;
+}
+
+bool FileSource::readExtent(const SourceExtent& extent, std::uint32_t first, std::span<std::byte> target,
+                            SourceFault& fault) {
+    if (extent.file == nullptr) {
+        std::ranges::fill(target, std::byte{0});
+        return true;
+    }
+    const std::uint64_t offset = extent.offset + std::uint64_t{first} * extent.stride;
+    if (extent.stride == sectorSize_ && extent.taken == sectorSize_) {
+        if (!readBytes(extent, offset, target, fault)) return false;
+    } else {
+        const std::size_t sectors = target.size() / sectorSize_;
+        scratch_.resize((sectors - 1) * extent.stride + extent.taken);
+        if (!readBytes(extent, offset, scratch_, fault)) return false;
+        std::ranges::fill(target, std::byte{0});
+        for (std::size_t index = 0; index < sectors; ++index)
+            std::ranges::copy(std::span(scratch_).subspan(index * extent.stride, extent.taken),
+                              target.subspan(index * sectorSize_).begin());
+    }
+    if (extent.swapsBytes) SwapSamples(target);
+    return true;
+}
+
+bool FileSource::readBytes(const SourceExtent& extent, std::uint64_t offset, std::span<std::byte> target,
+                           SourceFault& fault) {
+    const std::uint64_t left = extent.end > offset ? extent.end - offset : 0;
+    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(left, target.size()));
+    std::size_t readCount = 0;
+    const SystemError error = extent.file->readAt(offset, target.first(wanted), readCount);
+    if (!error.failed() && readCount == wanted) {
+        std::ranges::fill(target.subspan(wanted), std::byte{0});
+        return true;
+    }
+    const auto file =
+        std::ranges::find_if(files_, [&](const auto& candidate) { return &candidate->file == extent.file; });
+    const Text& path = (*file)->path;
+    fault.details = error.failed() ? path + u": " + DescribeError(error) : path;
+    return false;
+}
+
+SystemError AddImageFile(FileSource& source, const Text& path, std::uint32_t fileSectorSize,
+                         std::uint32_t sourceSectorSize) {
+    const InputFile* file = nullptr;
+    if (const SystemError error = source.open(path, file); error.failed()) return error;
+    FileInfo info;
+    if (const SystemError error = file->examine(info); error.failed()) return error;
+    const bool takesPart = fileSectorSize == kRawSectorSize && sourceSectorSize == kSectorSize;
+    source.add({.sectorCount = static_cast<std::uint32_t>((info.sizeBytes + fileSectorSize - 1) / fileSectorSize),
+                .file = file,
+                .offset = takesPart ? kRawDataOffset : 0,
+                .end = info.sizeBytes,
+                .stride = fileSectorSize,
+                .taken = takesPart ? kSectorSize : fileSectorSize});
+    return {};
+}
+
+}  // namespace tovlark

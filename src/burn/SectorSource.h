@@ -1,0 +1,84 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "app/session/Task.h"
+#include "platform/Files.h"
+
+namespace tovlark {
+
+/// Why a source could not deliver: the sentence that people see, and what it was about.
+struct SourceFault {
+    TextId text = TextId::ErrorReadingImageData;
+    Text details;  // "/x.iso: Input/output error"; may be empty
+};
+
+void ReportFault(Task& task, const SourceFault& fault);
+
+/// Where the sectors of a burn come from.
+struct SectorSource {
+    void* self = nullptr;
+    std::uint32_t sectorSize = 0;   // 2048 for data, 2352 for audio and raw sectors
+    std::uint32_t sectorCount = 0;  // from 0
+    /// Fills `target`, which is whole sectors, from sector `first` on; false with the reason in `fault`. Called on a
+    /// thread of the buffer's, by one at a time.
+    bool (*read)(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault& fault) = nullptr;
+    bool isDisc = false;  // another disc, read while this one is written
+};
+
+/// Sectors of a file that follow one another there, or made-up ones.
+struct SourceExtent {
+    std::uint32_t sectorCount = 0;
+    const InputFile* file = nullptr;  // null: zeros
+    std::uint64_t offset = 0;         // in the file, of what is taken of the first sector
+    std::uint64_t end = 0;            // of the data in the file: what would lie beyond reads as zeros
+    std::uint32_t stride = 0;         // bytes from one sector to the next in the file
+    std::uint32_t taken = 0;          // bytes of each sector that are taken; the rest of a sector is zeros
+    bool swapsBytes = false;          // audio samples that are big-endian in the file
+};
+
+/// A source that is put together of ranges of files. It is read by one thread at a time and has a fixed place in
+/// memory.
+class FileSource {
+public:
+    explicit FileSource(std::uint32_t sectorSize) : sectorSize_(sectorSize) {}
+    FileSource(const FileSource&) = delete;
+
+    /// Opens a file that lives as long as the source.
+    SystemError open(const Text& path, const InputFile*& file);
+    void add(const SourceExtent& extent);
+
+    std::uint32_t sectorCount() const { return sectorCount_; }
+    SectorSource source();
+
+private:
+    struct OpenFile {
+        Text path;
+        InputFile file;
+    };
+    struct Place {
+        std::uint32_t first;
+        SourceExtent extent;
+    };
+
+    static bool read(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault& fault);
+    bool readExtent(const SourceExtent& extent, std::uint32_t first, std::span<std::byte> target, SourceFault& fault);
+    bool readBytes(const SourceExtent& extent, std::uint64_t offset, std::span<std::byte> target, SourceFault& fault);
+
+    const std::uint32_t sectorSize_;
+    std::uint32_t sectorCount_ = 0;
+    std::vector<std::unique_ptr<OpenFile>> files_;
+    std::vector<Place> places_;
+    std::vector<std::byte> scratch_;  // of sectors that are taken in part
+};
+
+/// Adds an image file of sectors of `fileSectorSize` bytes, 2048 or 2352, to a source: of raw sectors of mode 1 a
+/// source of 2048-byte sectors takes the data. A last sector that the file holds in part is filled up with zeros.
+SystemError AddImageFile(FileSource& source, const Text& path, std::uint32_t fileSectorSize,
+                         std::uint32_t sourceSectorSize);
+
+}  // namespace tovlark
