@@ -49,9 +49,15 @@ std::uint32_t GetLastDriveError(Drive drive);
 Sense GetLastSense(Drive drive);
 std::uint8_t GetLastScsiStatus(Drive drive);
 
+/// Who is told several times a second that a drive is still waited for, and may end that.
+struct WaitWatcher {
+    void* self = nullptr;
+    bool (*goesOn)(void* self) = nullptr;
+};
+
 /// Asks once a second whether the drive is ready, for at most so many tries: more when it writes slowly. False when
-/// they are used up, when there is no medium or a bad one, or when the drive does not answer.
-[[nodiscard]] bool WaitUntilReady(Drive drive, std::uint32_t tries);
+/// they are used up, when there is no medium or a bad one, when the drive does not answer, or when the watcher ends it.
+[[nodiscard]] bool WaitUntilReady(Drive drive, std::uint32_t tries, const WaitWatcher& watcher = {});
 
 /// The rule by which a write that failed is sent again. One object for one write.
 class WriteRetry {

@@ -18,6 +18,20 @@ void Sleep(Drive drive, std::uint32_t milliseconds) {
     clock.sleep(clock.self, milliseconds);
 }
 
+/// Sleeps for a second; false when the watcher does not want to wait on.
+bool SleepWatched(Drive drive, const WaitWatcher& watcher) {
+    constexpr std::uint32_t kParts = 4;
+    if (watcher.goesOn == nullptr) {
+        Sleep(drive, kSecond);
+        return true;
+    }
+    for (std::uint32_t part = 0; part < kParts; ++part) {
+        if (!watcher.goesOn(watcher.self)) return false;
+        Sleep(drive, kSecond / kParts);
+    }
+    return true;
+}
+
 /// A slow writer needs longer.
 std::uint32_t RaisedTries(std::uint32_t tries, double factor) {
     if (factor > 0.5 && factor <= 1.5) return tries * 2;
@@ -36,7 +50,7 @@ bool MayBecomeReady(Drive drive, std::span<const std::byte> senseBytes) {
 
 }  // namespace
 
-bool WaitUntilReady(Drive drive, std::uint32_t tries) {
+bool WaitUntilReady(Drive drive, std::uint32_t tries, const WaitWatcher& watcher) {
     constexpr std::uint32_t kTestSeconds = 100;
     const Cdb test = TestUnitReady();
     for (std::uint32_t left = RaisedTries(tries, drive.record->writeSpeedFactor); left > 0; --left) {
@@ -50,7 +64,7 @@ bool WaitUntilReady(Drive drive, std::uint32_t tries) {
                                 .timeoutSeconds = kTestSeconds}))
             return true;
         if (left == 1 || !MayBecomeReady(drive, sense)) return false;
-        Sleep(drive, kSecond);
+        if (!SleepWatched(drive, watcher)) return false;
     }
     return false;
 }

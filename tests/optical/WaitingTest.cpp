@@ -34,6 +34,15 @@ TEST(WaitUntilReady, GivesUpWhenNothingWillChange) {
     }
 }
 
+TEST(WaitUntilReady, IsEndedByItsWatcherWithoutTheWholeSecond) {
+    FakeDrive fake;
+    fake.answer = [&](const auto&) { return Refused({2, 4, 7}); };
+    int left = 6;
+    EXPECT_FALSE(WaitUntilReady(fake.drive, 10, {&left, [](void* self) { return --*static_cast<int*>(self) > 0; }}));
+    EXPECT_EQ(fake.sent.size(), 2u);
+    EXPECT_EQ(fake.around.fakeClock.sleeps, std::vector<std::uint32_t>(5, 250));
+}
+
 TEST(WriteBlocks, WaitsWithoutLimitForADriveThatWorks) {
     FakeDrive fake;
     fake.answer = [&](const auto&) { return fake.sent.size() <= 5000 ? Refused({2, 4, 8}) : DriveAnswer{}; };

@@ -52,6 +52,17 @@ Answer SafeAnswer(std::uint8_t offered) {
     return Answer::Cancel;
 }
 
+/// The words between the last brackets, of which there is at least one.
+std::vector<TextView> ListedAnswers(TextView text) {
+    const std::size_t open = text.rfind(u'(');
+    TextView list = text.substr(open + 1, text.rfind(u')') - open - 1);
+    std::vector<TextView> words;
+    for (std::size_t slash; (slash = list.find(u'/')) != list.npos; list.remove_prefix(slash + 1))
+        words.push_back(list.substr(0, slash));
+    words.push_back(list);
+    return words;
+}
+
 Text Question(TextView text, std::uint8_t offered) {
     Text question(text);
     char16_t separator = u'(';
@@ -223,6 +234,36 @@ bool ConsoleSession::repeatsTooOften(TextView question) {
     if (place->second == kMaximumRepeats) return true;
     ++place->second;
     return false;
+}
+
+std::size_t ConsoleSession::promptListed(TextView text, std::size_t safe) {
+    if (flags_.cancel) return safe;
+    const std::vector<TextView> words = ListedAnswers(text);
+    const TextView question = text.substr(0, text.rfind(u'('));
+    tellPrompt({}, question, words);
+    const std::size_t answer = askForListed(text, words, safe);
+    tellPrompt({}, question, words, words[answer]);
+    return answer;
+}
+
+std::size_t ConsoleSession::askForListed(TextView text, std::span<const TextView> words, std::size_t safe) {
+    while (!flags_.cancel) {
+        if (assumeYes_ && repeatsTooOften(text)) {
+            const bool takesYes = std::ranges::find(words, kYes) != words.end();
+            flags_.cancel = flags_.cancel || !takesYes;
+            print(takesYes ? Text(text) + Text(words[safe]) + u"\r\n" : Text(u"\r\n"));
+            if (!takesYes) printLine(TextId::CannotAnswerYes, {text});
+            return safe;
+        }
+        print(text);
+        const Text line = readLine(kMaximumAnswer);
+        for (std::size_t index = 0; index < words.size(); ++index) {
+            if (!Matches(line, words[index], words[index].substr(0, 1))) continue;
+            if (assumeYes_) print(u"\r\n");
+            return index;
+        }
+    }
+    return safe;
 }
 
 OverwriteAnswer ConsoleSession::promptOverwrite(TextView caption, TextView text) {

@@ -74,6 +74,10 @@ public:
     /// times counts as No; one that does not offer Yes raises the cancel flag then and says why.
     Answer prompt(const PromptRow& row, std::initializer_list<FormatArgument> arguments = {});
     Answer prompt(TextView text, std::uint8_t offered);
+    /// Asks with a text that carries its own list of answers at its end, "...(Yes/No):", and gives the place of the
+    /// answer in it. A word or its first letter counts, whatever the case. `safe` is the place that counts when nobody
+    /// can answer; under `assumeYes` a question that came up 100 times is treated like one of `prompt`.
+    std::size_t promptListed(TextView text, std::size_t safe);
     /// Asks whether a file is to be replaced. Yes and No to all are remembered for questions of the same caption:
     /// they give Yes or No at once, without printing. Cancel raises the cancel flag.
     OverwriteAnswer promptOverwrite(TextView caption, TextView text);
@@ -94,6 +98,7 @@ private:
     void showPercent(std::int32_t percent);
     Answer ask(TextView text, std::uint8_t offered, Answer safe);
     Answer askUntilAnswered(TextView text, std::uint8_t offered, Answer safe);
+    std::size_t askForListed(TextView text, std::span<const TextView> words, std::size_t safe);
     OverwriteAnswer askToOverwrite(TextView caption, TextView text);
     void tellPrompt(TextView caption, TextView text, std::span<const TextView> answers,
                     std::optional<TextView> answer = {});

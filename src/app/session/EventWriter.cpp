@@ -45,7 +45,10 @@ TextView WithoutLineEnds(TextView text) {
     return text.substr(first, text.find_last_not_of(kLineEnds) + 1 - first);
 }
 
-const char* NameOf(ProgressUnit unit) { return unit == ProgressUnit::Bytes ? "bytes" : "files"; }
+const char* NameOf(ProgressUnit unit) {
+    constexpr const char* kNames[] = {"bytes", "files", "milliseconds"};
+    return kNames[static_cast<std::size_t>(unit)];
+}
 
 const char* NameOf(MessageLevel level) {
     switch (level) {

@@ -9,7 +9,7 @@
 namespace tovlark {
 
 /// What a step counts.
-enum class ProgressUnit : std::uint8_t { Bytes, Files };
+enum class ProgressUnit : std::uint8_t { Bytes, Files, Milliseconds };
 
 /// The one record of how far a step is: console, events and windows all read it.
 struct Progress {

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "app/session/ConsoleSession.h"
+#include "support/FakeSession.h"
 
 namespace tovlark {
 namespace {
@@ -228,6 +229,31 @@ TEST(ConsoleSession, AssumedYesIsShownAndTakenWithoutReading) {
     EXPECT_EQ(console.all(), "Sure?(y/n): YesExists: /x(Yes/No/YesAll/NoAll/Cancel):Yes\r\n");
     EXPECT_EQ(console.input, "n\n");
     EXPECT_EQ(console.promptCount, 0);
+}
+
+TEST(ConsoleSessionTest, TakesAnAnswerOfTheListThatATextCarries) {
+    struct Row {
+        const char* input;
+        std::size_t answer;
+        bool cancels;
+    };
+    // The second answer is the one that does no harm.
+    constexpr Row kRows[] = {
+        {"Yes\n", 0, false}, {"y\n", 0, false}, {"NO\n", 1, false}, {"n\r\n", 1, false}, {"yes \nmaybe\nn\n", 1, false},
+        {"", 1, true}};
+    for (const Row& row : kRows) {
+        FakeSession around;
+        around.streams.input = row.input;
+        EXPECT_EQ(around.session.promptListed(u"Erase (all)? (Yes/No):", 1), row.answer) << row.input;
+        EXPECT_EQ(around.flags.cancel, row.cancels) << row.input;
+        EXPECT_TRUE(around.streams.output.starts_with("Erase (all)? (Yes/No):")) << row.input;
+    }
+    FakeSession around;
+    around.session.assumeYes();
+    EXPECT_EQ(around.session.promptListed(u"Sure? (Yes/No):", 1), 0u);
+    EXPECT_EQ(around.streams.output, "Sure? (Yes/No):Yes\r\n");
+    EXPECT_EQ(around.session.promptListed(u"Again? (Abort/Retry/Ignore):", 0), 0u);
+    EXPECT_TRUE(around.flags.cancel);
 }
 
 TEST(ConsoleSession, ARetryUnderAssumedYesCountsAsNoInTheEnd) {
