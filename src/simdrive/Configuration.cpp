@@ -147,7 +147,10 @@ std::vector<std::uint8_t> PageBytes(const SimDrive& drive, const ModePage& page,
 /// Whether a disc of this kind can be written as the page says.
 bool IsWritePageSound(const SimDrive& drive, std::span<const std::uint8_t> page) {
     const std::uint8_t type = page[2] & 15, blockType = page[4] & 15;
-    const bool isKnown = type <= 2 && (blockType == 0 || (blockType >= 8 && blockType <= 10));
+    constexpr std::uint8_t kReservedSessions = 2, kSessionFormats[] = {0x00, 0x10, 0x20};
+    const bool isKnown = type <= 2 && (blockType == 0 || (blockType >= 8 && blockType <= 10)) &&
+                         page[3] >> 6 != kReservedSessions &&
+                         std::ranges::find(kSessionFormats, page[8]) != std::end(kSessionFormats);
     if (drive.disc == nullptr || drive.rules().writeTypes == 0) return isKnown;
     return isKnown && drive.rules().takes(drive.rules().writeTypes, type) && (drive.rules().isCd() || blockType == 8);
 }

@@ -91,6 +91,9 @@ public:
     /// Drops all data; to be followed by writing only.
     SystemError clear();
 
+    /// Changes with each state that is kept.
+    std::uint64_t stamp() const { return sequence_; }
+
     DiscState state;
 
 private:

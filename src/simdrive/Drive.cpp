@@ -126,11 +126,14 @@ SystemError Execute(SimDrive& drive, PassThrough& command) {
     const std::size_t cdbBytes = std::min(command.cdb.size(), request.cdb.size());
     if (cdbBytes > 0) std::memcpy(request.cdb.data(), command.cdb.data(), cdbBytes);
     if (command.data != nullptr) request.data = {command.data, command.dataBytes};
+    constexpr std::uint8_t kRequestSense = 0x03;
+    if (request.cdb[0] != kRequestSense) drive.last = {};
     const Refusal refusal = Carry(drive, command, request);
     command.dataBytes = request.transferred;
     command.scsiStatus = refusal ? 2 : 0;  // CHECK CONDITION
     if (!refusal) return {};
-    drive.last = refusal;
+    // Sense data that went over with the status are told (SAM-5 5.14.4).
+    if (command.sense.empty()) drive.last = refusal;
     const std::array<std::uint8_t, 18> sense = SenseBytes(refusal);
     std::ranges::copy(std::as_bytes(std::span(sense)).first(std::min(sense.size(), command.sense.size())),
                       command.sense.begin());
@@ -211,6 +214,7 @@ Refusal StartStopUnit(SimDrive& drive, Request& request) {
     if ((request.cdb[4] & 0xF0) != 0) return {};  // power conditions
     if (!loadsOrEjects) return starts && drive.disc == nullptr ? (drive.isTrayOpen ? kTrayOpen : kNoDisc) : Refusal{};
     if (!starts && drive.preventsRemoval) return kRemovalPrevented;
+    if (drive.running && drive.now() < drive.runningUntil) return drive.running;
     if (drive.disc != nullptr)
         if (const Refusal refusal = Flush(drive)) return refusal;
     if (starts == !drive.isTrayOpen) return {};
@@ -228,22 +232,30 @@ Refusal PreventAllow(SimDrive& drive, Request& request) {
 }
 
 Refusal GetEventStatus(SimDrive& drive, Request& request) {
-    constexpr std::uint8_t kMediaClass = 4, kSupported = 1 << kMediaClass | 1 << 6 | 1 << 2;
+    constexpr std::uint8_t kOperational = 1, kPower = 2, kMedia = 4, kBusy = 6;
+    constexpr std::uint8_t kClasses[] = {kOperational, kPower, kMedia, kBusy};
+    constexpr std::uint8_t kSupported = 1 << kOperational | 1 << kPower | 1 << kMedia | 1 << kBusy;
     if ((request.cdb[1] & 1) == 0) return kInvalidField;  // asynchronous events
+    const std::uint64_t now = drive.now(), busyFor = drive.runningUntil > now ? drive.runningUntil - now : 0;
+    const bool isBusy = drive.running && busyFor > 0;
+    const auto hasEvent = [&](std::uint8_t kind) {
+        return kind == kMedia ? drive.mediaEvent != 0 : kind == kBusy && isBusy;
+    };
+    // One class is told: the first that has an event, else the first that was asked for (MMC-6 6.6.2).
+    std::uint8_t told = 0;
+    for (const std::uint8_t kind : kClasses)
+        if ((request.cdb[4] >> kind & 1) != 0 && (told == 0 || (hasEvent(kind) && !hasEvent(told)))) told = kind;
     Reply reply;
-    const std::uint8_t wanted = request.cdb[4] & kSupported;
-    if ((wanted & 1 << 4) != 0) {
-        const bool isIn = drive.disc != nullptr && !drive.isTrayOpen;
-        reply.put(2, 6).put(1, kMediaClass).put(1, kSupported);
+    reply.put(2, told == 0 ? 2 : 6).put(1, told == 0 ? 0x80 : told).put(1, kSupported);
+    const bool isIn = drive.disc != nullptr && !drive.isTrayOpen;
+    if (told == kOperational) reply.put(4, 0);
+    if (told == kPower) reply.put(4, 0x00010000);  // active
+    if (told == kMedia)
         reply.put(1, std::exchange(drive.mediaEvent, std::uint8_t{0}))
             .put(1, (isIn ? 2 : 0) | (drive.isTrayOpen ? 1 : 0))
             .put(2, 0);
-    } else if (wanted != 0) {
-        const std::uint8_t eventClass = (wanted & 1 << 2) != 0 ? 2 : 6;
-        reply.put(2, 6).put(1, eventClass).put(1, kSupported).put(4, eventClass == 2 ? 0x00010000 : 0);
-    } else {
-        reply.put(2, 2).put(1, 0x80).put(1, kSupported);
-    }
+    if (told == kBusy)
+        reply.put(1, isBusy).put(1, isBusy).put(2, std::min<std::uint64_t>(busyFor / 100, 0xFFFF));  // in 100 ms
     return Answer(request, reply, request.be(7, 2));
 }
 

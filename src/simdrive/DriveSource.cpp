@@ -1,5 +1,6 @@
 #include "simdrive/DriveSource.h"
 
+#include <array>
 #include <cstddef>
 
 #include "app/session/Task.h"
@@ -34,13 +35,23 @@ DriveFault FaultOf(const DriveFileFault& fault) {
     return {TextId::DriveNotOpened, fault.path, reason};
 }
 
+/// The system's drivers hear of a changed medium when they open a drive; programs do not.
+void HearAttention(const DiscDevice& device) {
+    constexpr std::array<std::byte, 6> kTestUnitReady{};
+    std::array<std::byte, 18> sense{};
+    PassThrough command{
+        .cdb = kTestUnitReady, .direction = DataDirection::None, .data = nullptr, .dataBytes = 0, .sense = sense};
+    static_cast<void>(device.send(device.self, command).failed());
+}
+
 }  // namespace
 
 DeviceSource SimulatedDrives() {
     return {kSimulatedPrefix, [](const Text& target, const Clock& clock, DiscDevice& device, DriveFault& fault) {
                 const DriveFileFault found = OpenSimulatedDrive(target, clock, device);
-                if (found.failed()) fault = FaultOf(found);
-                return !found.failed();
+                if (found.failed()) return fault = FaultOf(found), false;
+                HearAttention(device);
+                return true;
             }};
 }
 

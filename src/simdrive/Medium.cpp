@@ -25,6 +25,7 @@ constexpr std::uint8_t kCdWrites = WriteTypes::kTrackAtOnce | WriteTypes::kSessi
 // Disc-at-once of DVD has the number of a CD's session-at-once.
 constexpr std::uint8_t kDvdWrites = WriteTypes::kIncremental | WriteTypes::kSessionAtOnce;
 constexpr std::uint8_t kFull = 1 << 0, kMinimal = 1 << 1;
+constexpr std::uint8_t kErasable = kFull | kMinimal | 1 << 3 | 1 << 5 | 1 << 6;  // unreserve, unclose, last session
 constexpr std::uint8_t kTrack = 1 << 1, kSession = 1 << 2, kFinal = 1 << 5, kFinalPlain = 1 << 6;
 
 // Gaps: of a CD a lead-out and a lead-in with the pre-gap (11400, then 6900: MMC-6 annex on CD sessions), of a DVD-R
@@ -58,7 +59,7 @@ constexpr MediumRules kMedia[] = {
      1,
      0,
      kCdWrites,
-     kFull | kMinimal,
+     kErasable,
      kTrack | kSession,
      {},
      kCdRwFeatures,
@@ -103,7 +104,7 @@ constexpr MediumRules kMedia[] = {
      0,
      1385,
      16},
-    {Medium::DvdRwSequential, u"DVD-RW", 0x0014, Access::Sequential, 2298496, 16, 1, 3, kDvdWrites, kFull | kMinimal,
+    {Medium::DvdRwSequential, u"DVD-RW", 0x0014, Access::Sequential, 2298496, 16, 1, 3, kDvdWrites, kErasable,
      kTrack | kSession, kRwFormats, kDvdRwFeatures, 12272, 4080, 1000, 1385, 6},
     {Medium::DvdRwOverwrite, u"DVD-RW (restricted overwrite)", 0x0013, Access::Rigid, 2298496, 16, 1, 3, kDvdWrites,
      kFull | kMinimal, kSession, kRwFormats, kRigidFeatures, 0, 0, 1000, 1385, 6},

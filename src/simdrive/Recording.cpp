@@ -42,6 +42,44 @@ Refusal StartOver(SimDrive& drive, DiscState state) {
     return drive.disc->clear().failed() ? kFileFailed : Refusal{};
 }
 
+/// The kinds of blanking that take only the last part of a disc (MMC-6 6.2.2.5).
+Refusal EraseLast(DiscState& state, std::uint8_t type, std::uint32_t number) {
+    constexpr std::uint8_t kUnreserve = 3, kUnclose = 5;
+    std::vector<DiscTrack>& tracks = state.tracks;
+    const std::uint32_t pregap = state.rules->isCd() ? kCdPregap : 0;
+    if (!tracks.empty() && IsInvisible(tracks.back())) tracks.pop_back();
+    if (tracks.empty()) return kSequence;
+    const DiscTrack last = tracks.back();
+    if (type == kUnreserve) {
+        if (number != last.number) return kInvalidField;
+        if (!last.isReserved || last.state != TrackState::Blank) return kSequence;
+        tracks.pop_back();
+        AppendInvisible(state, last.session, last.first, last.pregap);
+        return {};
+    }
+    if (type == kUnclose) {
+        // Disc-at-once has no border that could be opened.
+        if (last.session > state.closedSessions || (!state.rules->isCd() && !last.isIncremental)) return kSequence;
+        state.closedSessions = static_cast<std::uint8_t>(last.session - 1);
+        state.isFinal = false;
+        AppendInvisible(state, last.session, EndOf(last) + pregap, pregap);
+        return {};
+    }
+    const auto first = std::ranges::find(tracks, last.session, &DiscTrack::session);
+    const DiscTrack begin = *first;
+    tracks.erase(first, tracks.end());
+    state.closedSessions = static_cast<std::uint8_t>(last.session - 1);
+    state.isFinal = false;
+    if (last.session == 1) {
+        const std::uint16_t cycles = state.eraseCycles;
+        state = BlankDisc(*state.rules, state.blocks);
+        state.eraseCycles = cycles;
+    } else {
+        AppendInvisible(state, last.session, begin.first, pregap);
+    }
+    return {};
+}
+
 void FormatFully(DiscState& state) {
     state.formattedBlocks = state.blocks;
     state.closedSessions = 1;
@@ -194,6 +232,7 @@ Refusal ReserveTrack(SimDrive& drive, Request& request) {
     DiscState& state = drive.state();
     if (state.rules->access != Access::Sequential) return kUnsuitableFormat;
     if (state.isFinal || state.tracks.empty() || !IsInvisible(state.tracks.back())) return kSequence;
+    if ((request.cdb[1] & 3) != 0 || !drive.cues.empty()) return kInvalidField;  // by address, or until it is full
     const std::uint32_t wanted = request.be(5, 4);
     DiscTrack& track = state.tracks.back();
     if (wanted == 0 || wanted > track.size) return kInvalidField;
@@ -257,16 +296,26 @@ Refusal CloseTrackSession(SimDrive& drive, Request& request) {
 Refusal Blank(SimDrive& drive, Request& request) {
     const DiscState& state = drive.state();
     const std::uint8_t type = request.cdb[1] & 7;
+    const bool immed = (request.cdb[1] & 0x10) != 0;
     if (state.rules->blankTypes == 0) return kUnsuitableFormat;
     if (!state.rules->takes(state.rules->blankTypes, type)) return kInvalidField;
+    if (!drive.cues.empty() || drive.isTestWrite) return kSequence;
+    if (type > 1) {
+        DiscState rest = state;
+        if (const Refusal refusal = EraseLast(rest, type, request.be(2, 4))) return refusal;
+        if (const Refusal refusal = Wear(drive)) return refusal;
+        rest.eraseCycles = state.eraseCycles;
+        drive.state() = std::move(rest);
+        TakeTime(drive, kOperationRunning, kQuickMilliseconds, immed);
+        return Keep(drive);
+    }
     if (const Refusal refusal = Wear(drive)) return refusal;
     const MediumRules& rules = state.rules->isCd() ? *state.rules : *FindRules(Medium::DvdRwSequential);
     DiscState blank = BlankDisc(rules, state.blocks);
     blank.eraseCycles = state.eraseCycles;
     blank.isQuickBlanked = !rules.isCd() && type == 1;
     if (const Refusal refusal = StartOver(drive, std::move(blank))) return refusal;
-    TakeTime(drive, kOperationRunning, type == 1 ? kQuickMilliseconds : WholeDiscTime(drive),
-             (request.cdb[1] & 0x10) != 0);
+    TakeTime(drive, kOperationRunning, type == 1 ? kQuickMilliseconds : WholeDiscTime(drive), immed);
     return {};
 }
 

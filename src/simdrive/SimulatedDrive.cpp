@@ -12,6 +12,7 @@ namespace tovlark {
 namespace {
 
 constexpr std::string_view kSection = "Drive";
+constexpr const char* kSeen = "Seen";
 constexpr std::size_t kMostDescriptionBytes = 65536, kLogBufferBytes = 32768;
 
 bool Is(std::optional<std::string_view> value, TextView expected) {
@@ -34,17 +35,18 @@ DriveDescription Parse(std::string_view bytes) {
     description.isTrayOpen = Is(find("Tray"), u"open");
     description.disc = FromUtf8(find("Disc").value_or(""));
     description.log = FromUtf8(find("Log").value_or(""));
+    if (const auto seen = find("Seen")) description.seen = FromUtf8(*seen);
     return description;
 }
 
 /// A text that cannot be a value is an invalid argument to the system too.
 SystemError Change(const LockedFile& file, std::string bytes, const DriveDescription& description) {
-    const std::pair<std::string_view, std::string> values[] = {{"Model", description.model},
-                                                               {"Speed", description.isRealTime ? "real" : "fast"},
-                                                               {"Disc", ToUtf8(description.disc)},
-                                                               {"Tray", description.isTrayOpen ? "open" : "closed"},
-                                                               {"Log", ToUtf8(description.log)}};
+    const std::pair<std::string_view, std::string> values[] = {
+        {"Model", description.model},       {"Speed", description.isRealTime ? "real" : "fast"},
+        {"Disc", ToUtf8(description.disc)}, {"Tray", description.isTrayOpen ? "open" : "closed"},
+        {"Log", ToUtf8(description.log)},   {kSeen, ToUtf8(description.seen.value_or(u""))}};
     for (const auto& [name, value] : values) {
+        if (name == kSeen && !description.seen) continue;
         const auto changed = WithIniValue(bytes, kSection, name, value);
         if (!changed) return kFileTooLarge;
         bytes = *changed;
@@ -97,6 +99,11 @@ SystemError Send(void* self, PassThrough& command) {
 /// Nobody else can have the drive open, and nothing is mounted from it.
 SystemError Control(void*, VolumeControl) { return {}; }
 
+Text SeenOf(const OpenedSimulation& opened) {
+    if (opened.drive.disc == nullptr) return {};
+    return FromUtf8(std::to_string(opened.drive.disc->stamp())) + u" " + opened.description.disc;
+}
+
 void Close(void* self) {
     const std::unique_ptr<OpenedSimulation> opened(static_cast<OpenedSimulation*>(self));
     SimDrive& drive = opened->drive;
@@ -108,8 +115,12 @@ void Close(void* self) {
         AdvanceBackground(drive);
         static_cast<void>(drive.disc->save().failed());  // the last state that was kept stays
     }
-    if (drive.isTrayOpen == opened->description.isTrayOpen) return;
+    // A change that nobody was told of is still to be told.
+    const bool isTold = drive.attentions.empty();
+    const Text seen = isTold ? SeenOf(*opened) : opened->description.seen.value_or(u"");
+    if (drive.isTrayOpen == opened->description.isTrayOpen && opened->description.seen == seen) return;
     opened->description.isTrayOpen = drive.isTrayOpen;
+    opened->description.seen = seen;
     static_cast<void>(Change(opened->file, opened->bytes, opened->description).failed());
 }
 
@@ -158,8 +169,12 @@ DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevi
             return {.path = discPath, .error = error, .disc = fault};
         LoadDisc(drive, std::move(disc));
     }
-    // Whoever opens a drive finds it as it is: the disc was changed before.
-    drive.attentions.clear();
+    if (!opened->description.seen || *opened->description.seen == SeenOf(*opened)) {
+        drive.attentions.clear();
+        drive.mediaEvent = 0;
+    } else if (drive.disc == nullptr) {
+        drive.mediaEvent = 3;
+    }
     device = {opened.release(), Send, Control, Close};
     return {};
 }

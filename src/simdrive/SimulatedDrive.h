@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "base/Clock.h"
@@ -14,7 +15,10 @@ struct DriveDescription {
     bool isRealTime = false;                // Speed: "real", else "fast"
     Text disc;                              // Disc: a disc file or an image; relative to the description. "": none
     bool isTrayOpen = false;                // Tray: "open"
-    Text log;                               // Log: gets a line for each command, in hexadecimal. "": none
+    /// Seen: the disc and its state when a program last used the drive; another one then is a medium that may have
+    /// changed. Nothing: the drive was never used.
+    std::optional<Text> seen;
+    Text log;  // Log: gets a line for each command, in hexadecimal. "": none
 };
 
 /// What kept a drive from being opened: the file, and the system's word or what is wrong with a disc file.

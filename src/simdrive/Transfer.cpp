@@ -102,6 +102,10 @@ Refusal SettleTrack(SimDrive& drive, DiscTrack& track) {
         const bool isAtOnce = wanted.type == 2;
         if (isAtOnce && (track.number != 1 || track.session != 1)) return kWrongTrackMode;
         if (!isAtOnce && drive.state().isQuickBlanked) return kWrongTrackMode;
+        if (isFirst)
+            track.isIncremental = !isAtOnce;
+        else if (track.isIncremental == isAtOnce)
+            return kWrongTrackMode;
         return {};
     }
     if (wanted.type != 1) return kSequence;  // session-at-once begins with a cue sheet

@@ -160,6 +160,60 @@ TEST(CueSheet, ItsCodesIndexesAndTextAreReadBack) {
     EXPECT_EQ(LoadedDrive::be(position, 4, 4), 0x01100101u) << "where it read last";
 }
 
+// Sessions of a CD-RW, one after the other, and taken away again from the end.
+TEST(CdSessions, GrowAndShrinkByTheRules) {
+    LoadedDrive on(Medium::CdRw, 60000);
+    const auto blank = [&](int type, int track = 0) { return on.send({0xA1, type, 0, 0, 0, track}); };
+    const auto status = [&] { return on.discStatus() & 15; };
+    ASSERT_EQ(on.select(1, 0xC4), kOk);
+    ASSERT_EQ(on.write(0, 100, 'a'), kOk);
+    ASSERT_EQ(on.synchronize(), kOk);
+    EXPECT_EQ(on.nextWritable(2), 100u + 2 + 150);
+    ASSERT_EQ(on.send({0x53, 0, 0, 0, 0, 0, 0, 0, 200}), kOk);
+    EXPECT_EQ(on.close(2), 0x057203u) << "a reserved track is empty";
+    EXPECT_EQ(blank(3, 1), 0x052400u);
+    ASSERT_EQ(blank(3, 2), kOk);
+    EXPECT_EQ(status(), 5u);
+    ASSERT_EQ(on.close(2), kOk);
+    EXPECT_EQ(status(), 1u) << "appendable, the last session is empty";
+    EXPECT_EQ(on.nextWritable(2), 102u + 11400);
+    ASSERT_EQ(on.write(102 + 11400, 300, 'b'), kOk);
+    ASSERT_EQ(on.synchronize(), kOk);
+    ASSERT_EQ(on.close(2), kOk);
+    EXPECT_EQ(on.nextWritable(3), 11502u + 302 + 6900);
+    const Bytes toc = on.receive({0x43, 2, 2, 0, 0, 0, 0, 1, 0}, 256);
+    EXPECT_EQ(LoadedDrive::be(toc, 2, 2), 0x0102u) << "sessions";
+    EXPECT_EQ(LoadedDrive::be(on.receive({0x43, 0, 1, 0, 0, 0, 0, 0, 12}, 12), 8, 4), 11502u) << "last session";
+    EXPECT_EQ(blank(2), 0x052400u) << "a track alone";
+    ASSERT_EQ(blank(5), kOk);
+    EXPECT_EQ(status(), 5u) << "session 2 is open again";
+    EXPECT_EQ(on.read(11502), std::uint32_t{'b'});
+    ASSERT_EQ(blank(6), kOk);
+    EXPECT_EQ(on.nextWritable(2), 11502u);
+    EXPECT_EQ(on.read(11502), 0x052100u);
+    EXPECT_EQ(on.read(0), std::uint32_t{'a'});
+    ASSERT_EQ(blank(6), kOk);
+    EXPECT_EQ(status(), 0u);
+    on.load(on.path());
+    EXPECT_EQ(status(), 0u);
+}
+
+TEST(WriteParameters, OfCdsAreRefusedWhereNoDiscCanBeWrittenSo) {
+    LoadedDrive on(Medium::CdR);
+    struct Case {
+        const char* name;
+        int type, trackMode, blockType;
+        std::uint32_t sense;
+    };
+    const Case cases[] = {{"packets", 0, 4, 8, 0x052600},         {"raw", 3, 4, 1, 0x052600},
+                          {"raw with P to W", 1, 0, 3, 0x052600}, {"reserved multi-session", 1, 0x84, 8, 0x052600},
+                          {"track-at-once", 1, 4, 8, kOk},        {"a test", 0x12, 4, 8, kOk}};
+    for (const Case& one : cases) EXPECT_EQ(on.select(one.type, one.trackMode, one.blockType), one.sense) << one.name;
+    EXPECT_EQ(on.write(0, 16, 'x'), 0x052C00u) << "session-at-once begins with a cue sheet";
+    ASSERT_EQ(on.select(1, 4, 0), kOk);
+    EXPECT_EQ(on.write(0, 16, 'x', 2352), 0x056400u) << "a data track of audio blocks";
+}
+
 }  // namespace
 
 }  // namespace tovlark

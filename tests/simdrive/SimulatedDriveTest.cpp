@@ -52,6 +52,41 @@ TEST(SimulatedDrive, IsBusyForOthersAndKeepsWhatWasSynchronised) {
               "2A 00 00 00 00 10 00 00 10 00\n");
 }
 
+TEST(SimulatedDrive, TellsOfADiscThatWasChangedWhileNobodyUsedIt) {
+    const TempFolder folder;
+    const Text path = (folder / "f.drive").u16string();
+    for (const char* disc : {"a.tvdisc", "b.tvdisc"})
+        ASSERT_FALSE(Disc::create((folder / disc).u16string(), *FindRules(Medium::DvdPlusR), 1000).failed());
+    const auto firstStatus = [&] {
+        StillTime time;
+        DiscDevice device;
+        Bytes none;
+        EXPECT_FALSE(OpenSimulatedDrive(path, time.clock, device).failed());
+        const std::uint8_t status = Send(device, {0x00, 0, 0, 0, 0, 0}, none);
+        device.close(device.self);
+        return status;
+    };
+    const struct {
+        const Text disc;
+        bool usesUnasked;  // opened and closed without a command
+        int status;
+    } uses[] = {{u"a.tvdisc", false, 0}, {u"a.tvdisc", true, 0}, {u"b.tvdisc", true, 2},
+                {u"b.tvdisc", false, 0}, {u"", false, 2},        {u"b.tvdisc", false, 2}};
+    for (const auto& use : uses) {
+        DriveDescription description;
+        static_cast<void>(ReadDriveDescription(path, description).failed());
+        description.disc = use.disc;
+        ASSERT_FALSE(WriteDriveDescription(path, description).failed());
+        if (use.usesUnasked) {
+            StillTime time;
+            DiscDevice device;
+            ASSERT_FALSE(OpenSimulatedDrive(path, time.clock, device).failed());
+            device.close(device.self);
+        }
+        EXPECT_EQ(firstStatus(), use.status) << ToUtf8(use.disc);
+    }
+}
+
 }  // namespace
 
 }  // namespace tovlark
