@@ -124,6 +124,7 @@ const CompilationNode* FindWellKnownBootImage(const ImageBuildContext& context) 
 
 const CompilationNode* FindUefiImage(const ImageBuildContext& context) {
     if (!context.boot || context.boot->images.size() != 1) return nullptr;
+    if (context.boot->images.front().platform == BootPlatform::Uefi) return nullptr;
     for (const TextView path : kUefiImages)
         if (const CompilationNode* file = FindFile(context, path)) return file;
     return nullptr;

@@ -17,7 +17,7 @@ void SelectBootImage(Task& task, ImageBuildContext& context);
 const CompilationNode* FindWellKnownBootImage(const ImageBuildContext& context);
 
 /// The file of the tree that makes a BIOS boot image bootable by UEFI too; null when there is none, or when the boot
-/// setting has more than one image.
+/// setting has more than one image or one for UEFI already.
 const CompilationNode* FindUefiImage(const ImageBuildContext& context);
 
 }  // namespace tovlark

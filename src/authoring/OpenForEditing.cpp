@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "app/session/Settings.h"
 #include "authoring/Adding.h"
 #include "authoring/BootImport.h"
 #include "base/Format.h"
@@ -10,6 +11,7 @@
 #include "base/TextFile.h"
 #include "readers/IsoVolume.h"
 #include "readers/TreeWalk.h"
+#include "readers/UdfVolume.h"
 
 namespace tovlark {
 
@@ -172,6 +174,13 @@ void TakeFileSystems(ImageBuildContext& context, const IsoVolumeFacts& facts, co
     if (facts.jolietLevel != 0) context.jolietLevel = facts.jolietLevel;
 }
 
+/// An image keeps its revision of UDF, or the nearer one of the two that are written, unless a setting tells another.
+void TakeUdfRevision(const SettingsStore& settings, ImageBuildContext& context, const ByteSource& source) {
+    constexpr std::uint32_t kNotSet = 0;
+    if (settings.getInt(kUdfRevision.name, kNotSet, kUdfRevision.minimum, kUdfRevision.maximum) != kNotSet) return;
+    if (const auto revision = ReadUdfRevision(source)) context.udfRevision = *revision < 0x0200 ? 0x0102 : 0x0201;
+}
+
 /// Limits that the names of the tree itself keep to.
 void TakeNameLengths(ImageBuildContext& context, VolumeKind kind) {
     if (kind == VolumeKind::Iso) {
@@ -233,6 +242,7 @@ Status OpenForEditing(Task& task, ImageBuildContext& context, const Text& path) 
     const IsoVolumeFacts facts = ReadIsoFacts(image.opened.source);
 
     TakeFileSystems(context, facts, kinds);
+    TakeUdfRevision(task.settings, context, image.opened.source);
     task.session.printAndMark(texts.format(TextId::EditOpening, {path}));
     Importer(task, context, image).run();
     if (!task.flags.cancel) task.session.printDone();

@@ -80,13 +80,14 @@ private:
     std::vector<DataExtent> extents_;
     std::vector<std::byte> buffer_;
     std::optional<bool> answerToAll_;
-    bool hasFailed_ = false, isHopeless_ = false;
+    std::uint32_t errorCount_ = 0;
+    bool isHopeless_ = false;
 };
 
 void Extraction::report(const Text& line) {
     session_.print(u"\r\n");
     ReportError(task_, line);
-    hasFailed_ = true;
+    ++errorCount_;
 }
 
 Text Extraction::localPath(std::uint32_t folder, TextView name) const {
@@ -166,9 +167,14 @@ Status Extraction::run(const VolumeEntry& entry, const Text& innerPath, const Te
         session_.print(u"\r\n");
         return Status::Failed;
     }
+    if (errorCount_ > 0) {
+        session_.print(u"\r\n");
+        TellError(task_, TextId::ExtractedInPart, {errorCount_});
+        return Status::Failed;
+    }
     session_.finishStep();
     session_.printDone();
-    return hasFailed_ ? Status::Failed : Status::Ok;
+    return Status::Ok;
 }
 
 void Extraction::extract(const WalkedFolder& folder, const VolumeEntry& entry, std::uint64_t& tag, bool& isEntered) {

@@ -86,6 +86,7 @@ Status ListImage(Task& task, const ListRequest& request) {
     if (fault) ReportError(task, DescribeFault(texts, *fault));
     if (!folder || folder->kind != EntryKind::Folder) {
         ReportError(task, texts.format(TextId::FolderNotFound));
+        TellError(task, TextId::NoSuchFolder, {request.image, ToPrintable(NormalInnerPath(request.innerPath))});
         return Status::Failed;
     }
     return Listing(task).run(*image.volume, {NormalInnerPath(request.innerPath), *folder}, request.isRecursive);

@@ -313,6 +313,7 @@ Fault OpenSequence(UdfSpace& space, const Sequence& sequence, UdfOpened& opened)
     const auto identifier = std::as_bytes(std::span(volume.identifier));
     const auto length = std::min<std::size_t>(volume.identifier[127], 127);
     opened.label = DecodeUdfText(identifier.first(length)).value_or(Text());
+    opened.revision = static_cast<std::uint16_t>(volume.domain.suffix[0] | volume.domain.suffix[1] << 8);
     return FindFileSet(space, volume.fileSet, opened.root);
 }
 

@@ -7,7 +7,7 @@
 
 namespace tovlark {
 
-/// An image file and the richest of its trees that can be read.
+/// An image file and the richest of its trees that can be read; that of UDF where a file is too large for the others.
 struct OpenedImage {
     InputFile file;
     ByteSource source{};

@@ -70,6 +70,7 @@ private:
 /// What a whole UDF volume is opened to.
 struct UdfOpened {
     Text label;
+    std::uint16_t revision = 0;  // 0x0102 for 1.02; as the domain of the logical volume says (UDF 2.1.5.3)
     UdfPlace root;
 };
 

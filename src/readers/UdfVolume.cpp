@@ -251,6 +251,13 @@ bool HasUdf(const ByteSource& source) {
     return false;
 }
 
+std::optional<std::uint16_t> ReadUdfRevision(const ByteSource& source) {
+    UdfSpace space(source);
+    UdfOpened opened;
+    if (!HasUdf(source) || OpenUdfSpace(space, opened)) return std::nullopt;
+    return opened.revision;
+}
+
 std::unique_ptr<Volume> OpenUdf(const ByteSource& source, std::optional<VolumeFault>& fault) {
     auto volume = std::make_unique<UdfVolume>(source);
     fault = volume->open();

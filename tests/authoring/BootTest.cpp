@@ -123,6 +123,20 @@ TEST_F(BootTest, BootInformationFileIsReadAndLeftOut) {
     EXPECT_EQ(image.little(catalog + 96 + 8, 4), catalog / 2048 + 3);
 }
 
+TEST_F(BootTest, ASettingForUefiGetsNoSecondEntryForIt) {
+    BootDescription boot;
+    boot.images.push_back(ExamineBootImage(Zeros(3000)));
+    boot.images[0].platform = BootPlatform::Uefi;
+    file(*context_.root, u"uefi.bif", text(ToBootFile(boot)));
+    file(folder(folder(*context_.root, u"boot"), u"grub"), u"efi.img", "another");
+    ASSERT_EQ(write(), Status::Ok);
+    const IsoReader image(image_);
+    const std::uint64_t catalog = image.little(17 * 2048 + 71, 4) * 2048ull;
+    EXPECT_EQ(image.u8(catalog + 1), 0xEFu);
+    EXPECT_EQ(image.little(catalog + 32 + 6, 2), 6u);
+    EXPECT_EQ(image.bytes(catalog + 64, 32), std::string(32, '\0'));
+}
+
 TEST_F(BootTest, WhatCannotBootIsSaid) {
     file(folder(*context_.root, u"isolinux"), u"isolinux.bin", "short");
     ASSERT_EQ(write(), Status::Ok);

@@ -102,6 +102,32 @@ TEST_F(Edit, KeepsTheKindOfImage) {
     }
 }
 
+TEST_F(Edit, KeepsTheRevisionOfUdfUnlessASettingTellsAnother) {
+    work_.write("tree/file.txt", "text");
+    const std::map<std::string, std::string> home{{"XDG_CONFIG_HOME", work_.path()}};
+    const std::string old = "NSR02", third = "NSR03";
+    const auto recorded = [&] {
+        return work_.read("x.iso").substr(0, 64u << 10).find(third) == std::string::npos ? old : third;
+    };
+    const auto set = [&](const std::string& value) {
+        EXPECT_EQ(RunProgram({.words = OurProgram("tvset", {"set", "UdfRevision", value}), .environment = home}).status,
+                  0);
+    };
+    const auto run = [&](const std::vector<std::string>& words) {
+        EXPECT_EQ(RunProgram({.words = OurProgram("tvcmd", words), .environment = home, .folder = work_.path()}).status,
+                  0);
+    };
+    set("513");
+    run({"create", "-y", "-o", "x.iso", "-udf", "on", "-add", "tree", "/"});
+    EXPECT_EQ(recorded(), third);
+    EXPECT_EQ(RunProgram({.words = OurProgram("tvset", {"reset", "-y"}), .environment = home}).status, 0);
+    run({"edit", "x.iso", "-label", "A"});
+    EXPECT_EQ(recorded(), third);
+    set("258");
+    run({"edit", "x.iso", "-label", "B"});
+    EXPECT_EQ(recorded(), old);
+}
+
 TEST_F(Edit, KeepsWhatItBootsFrom) {
     work_.write("tree/isolinux/isolinux.bin", std::string(24576, 'i'));
     work_.write("tree/other/loader.bin", std::string(3000, 'l'));

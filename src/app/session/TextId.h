@@ -219,6 +219,8 @@ enum class TextId : std::uint16_t {
     FolderTooDeep,
     DataUnreadable,
     DataEndsEarly,
+    ExtractedInPart,
+    NoSuchFolder,
     // Image files: 780-819
     CueFaultInLine,
     CueUnreadable,

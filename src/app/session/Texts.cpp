@@ -305,6 +305,8 @@ constexpr TextRow kTexts[] = {
     {TextId::FolderTooDeep, 768, u"The folder \"%s\" lies too deep in the image and is left out."},
     {TextId::DataUnreadable, 769, u"The data of \"%s\" in the image cannot be read: %s."},
     {TextId::DataEndsEarly, 770, u"The image ends within the data of \"%s\"."},
+    {TextId::ExtractedInPart, 771, u"Not everything was extracted, errors: %u."},
+    {TextId::NoSuchFolder, 772, u"%s has no folder %s."},
     {TextId::CueFaultInLine, 780, u"%s, line %u: %s"},
     {TextId::CueUnreadable, 781, u"The CUE sheet %s cannot be read: %s."},
     {TextId::CueFaultInSheet, 782, u"%s: %s"},
