@@ -257,6 +257,14 @@ Refusal ReadTrackInformation(SimDrive& drive, Request& request) {
     // A disc that is to be formatted first is one blank track.
     const DiscTrack unformatted{.size = state.blocks};
     if (state.tracks.empty() && (kind == 0 ? address < state.blocks : address == 1)) track = &unformatted;
+    // A session that a cue sheet announced is one incomplete track until it is written.
+    DiscTrack announced;
+    if (kind == 1 && address == 0xFF && !drive.cues.empty()) {
+        announced = *TracksOf(state, LastSessionOf(state)).first;
+        announced.size = static_cast<std::uint32_t>(drive.cues.back().end - announced.first);
+        announced.next = drive.cueNext;
+        track = &announced;
+    }
     if (track == nullptr) return kind == 0 ? kBlockOutOfRange : kInvalidField;
     const bool isBlank = track->state == TrackState::Blank;
     const bool isWritable =

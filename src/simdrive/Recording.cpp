@@ -299,8 +299,8 @@ Refusal Blank(SimDrive& drive, Request& request) {
     const bool immed = (request.cdb[1] & 0x10) != 0;
     if (state.rules->blankTypes == 0) return kUnsuitableFormat;
     if (!state.rules->takes(state.rules->blankTypes, type)) return kInvalidField;
-    if (!drive.cues.empty() || drive.isTestWrite) return kSequence;
     if (type > 1) {
+        if (!drive.cues.empty() || drive.isTestWrite) return kSequence;
         DiscState rest = state;
         if (const Refusal refusal = EraseLast(rest, type, request.be(2, 4))) return refusal;
         if (const Refusal refusal = Wear(drive)) return refusal;

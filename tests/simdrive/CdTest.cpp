@@ -46,6 +46,7 @@ TEST(CueSheet, WritesAWholeSession) {
     EXPECT_EQ(SendSheet(on, wrong), 0x052600u);
     ASSERT_EQ(SendSheet(on, sheet), kOk);
     EXPECT_EQ(on.write(0, 16, 'x'), 0x052102u) << "the pre-gap comes first";
+    EXPECT_EQ(on.nextWritable(255), static_cast<std::uint32_t>(-150));
     ASSERT_EQ(on.write(static_cast<std::uint32_t>(-150), 150, 0), kOk);
     ASSERT_EQ(on.write(0, 150, 'd'), kOk);
     EXPECT_EQ(on.discStatus() & 3, 1u);
