@@ -11,6 +11,7 @@
 #include <poll.h>
 #include <string_view>
 #include <sys/socket.h>
+#include <sys/syscall.h>
 #include <sys/uio.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -22,6 +23,7 @@ namespace {
 constexpr std::uint32_t kBlockBytes = 2048;
 constexpr std::uint32_t kBlocksAtOnce = 32;
 constexpr std::size_t kPageBytes = 4096;
+constexpr int kMostLinks = 8;
 
 /// Threads that share an opened drive speak one after the other.
 std::mutex& Turn() {
@@ -99,6 +101,18 @@ std::array<std::byte, 10> BlockCommand(unsigned opcode, std::uint32_t block, std
     return cdb;
 }
 
+/// Page by page up to the longest path there can be; a pointer that leads nowhere is for the system to refuse.
+bool ReadPath(const char* path, std::span<char> text) {
+    const std::size_t most = text.size() - 1;
+    for (std::size_t at = 0; at < most && std::memchr(text.data(), 0, at) == nullptr;) {
+        const std::size_t toPageEnd = kPageBytes - (reinterpret_cast<std::uintptr_t>(path) + at) % kPageBytes;
+        const std::size_t count = std::min(toPageEnd, most - at);
+        if (!CopyIn(text.data() + at, path + at, count)) return false;
+        at += count;
+    }
+    return true;
+}
+
 }  // namespace
 
 int Fail(int error) {
@@ -129,26 +143,28 @@ bool IsDrive(int file) {
     return isPeer && found.sun_family == AF_UNIX && std::strcmp(found.sun_path, expected.sun_path) == 0;
 }
 
-bool IsDrivePath(int folder, const char* path) {
+bool IsDrivePath(int folder, const char* path, Links links) {
     const Place* place = DrivePlace();
     char text[PATH_MAX] = {};
-    if (place == nullptr || path == nullptr) return false;
-    // Page by page up to the longest name there can be; a pointer that leads nowhere is for the system to refuse.
-    for (std::size_t at = 0; at < sizeof text - 1 && std::memchr(text, 0, at) == nullptr;) {
-        const std::size_t toPageEnd = kPageBytes - (reinterpret_cast<std::uintptr_t>(path) + at) % kPageBytes;
-        const std::size_t count = std::min(toPageEnd, sizeof text - 1 - at);
-        if (!CopyIn(text + at, path + at, count)) return false;
-        at += count;
-    }
-    const std::string_view name = text;
-    if (name.empty()) return IsDrive(folder);  // AT_EMPTY_PATH
-    if (name == place->path) return true;
-    for (const std::string_view prefix : {"/dev/fd/", "/proc/self/fd/"}) {
-        int file = -1;
-        if (name.starts_with(prefix) &&
-            std::from_chars(name.data() + prefix.size(), name.data() + name.size(), file).ptr ==
-                name.data() + name.size())
-            return IsDrive(file);
+    if (place == nullptr || path == nullptr || !ReadPath(path, text)) return false;
+    const int before = errno;
+    for (int depth = 0; depth < kMostLinks; ++depth) {
+        const std::string_view name = text;
+        if (name.empty()) return IsDrive(folder);  // AT_EMPTY_PATH
+        if (name == place->path) return true;
+        for (const std::string_view prefix : {"/dev/fd/", "/proc/self/fd/"}) {
+            int file = -1;
+            if (name.starts_with(prefix) &&
+                std::from_chars(name.data() + prefix.size(), name.data() + name.size(), file).ptr ==
+                    name.data() + name.size())
+                return IsDrive(file);
+        }
+        char target[PATH_MAX] = {};
+        const ssize_t bytes =
+            links == Links::Follow ? ::syscall(SYS_readlinkat, folder, text, target, sizeof target - 1) : -1;
+        errno = before;
+        if (bytes <= 0 || target[0] != '/') return false;
+        std::memcpy(text, target, sizeof text);
     }
     return false;
 }

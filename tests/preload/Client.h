@@ -19,8 +19,10 @@ struct Place {
 };
 const Place* DrivePlace();
 
-/// Whether a path means the drive: its own name, or /dev/fd/N of an open one.
-bool IsDrivePath(int folder, const char* path);
+enum class Links : std::uint8_t { Follow, Keep };
+
+/// Whether a path means the drive: its own name, /dev/fd/N of an open one, or a link to those with a whole path.
+bool IsDrivePath(int folder, const char* path, Links links = Links::Follow);
 bool IsDrive(int file);
 
 /// Opens the drive; the descriptor, else -1 and errno.

@@ -42,6 +42,8 @@ Function* Next() {
 
 bool NeedsMode(int flags) { return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE; }
 
+Links LinksOf(int flags) { return (flags & AT_SYMLINK_NOFOLLOW) != 0 ? Links::Keep : Links::Follow; }
+
 template <class Stat>
 int FillStat(Stat* out) {
     Stat stat{};
@@ -124,7 +126,7 @@ char* RealPath(char* resolved) {
 }
 
 int OpenAt(int folder, const char* path, int flags, mode_t mode) {
-    if (IsDrivePath(folder, path)) return OpenDrive(flags);
+    if (IsDrivePath(folder, path, (flags & O_NOFOLLOW) != 0 ? Links::Keep : Links::Follow)) return OpenDrive(flags);
     return Next<int(int, const char*, int, ...), "openat64">()(folder, path, flags, mode);
 }
 
@@ -192,11 +194,13 @@ int stat64(const char* path, struct stat64* out) noexcept {
 }
 
 int lstat(const char* path, struct stat* out) noexcept {
-    return IsDrivePath(AT_FDCWD, path) ? FillStat(out) : Next<int(const char*, struct stat*), "lstat">()(path, out);
+    return IsDrivePath(AT_FDCWD, path, Links::Keep) ? FillStat(out)
+                                                    : Next<int(const char*, struct stat*), "lstat">()(path, out);
 }
 
 int lstat64(const char* path, struct stat64* out) noexcept {
-    return IsDrivePath(AT_FDCWD, path) ? FillStat(out) : Next<int(const char*, struct stat64*), "lstat64">()(path, out);
+    return IsDrivePath(AT_FDCWD, path, Links::Keep) ? FillStat(out)
+                                                    : Next<int(const char*, struct stat64*), "lstat64">()(path, out);
 }
 
 int fstat(int file, struct stat* out) noexcept {
@@ -208,13 +212,13 @@ int fstat64(int file, struct stat64* out) noexcept {
 }
 
 int fstatat(int folder, const char* path, struct stat* out, int flags) noexcept {
-    return IsDrivePath(folder, path)
+    return IsDrivePath(folder, path, LinksOf(flags))
                ? FillStat(out)
                : Next<int(int, const char*, struct stat*, int), "fstatat">()(folder, path, out, flags);
 }
 
 int fstatat64(int folder, const char* path, struct stat64* out, int flags) noexcept {
-    return IsDrivePath(folder, path)
+    return IsDrivePath(folder, path, LinksOf(flags))
                ? FillStat(out)
                : Next<int(int, const char*, struct stat64*, int), "fstatat64">()(folder, path, out, flags);
 }
@@ -230,12 +234,13 @@ int __xstat64(int version, const char* path, struct stat64* out) {
 }
 
 int __lxstat(int version, const char* path, struct stat* out) {
-    return IsDrivePath(AT_FDCWD, path) ? FillStat(out)
-                                       : Next<int(int, const char*, struct stat*), "__lxstat">()(version, path, out);
+    return IsDrivePath(AT_FDCWD, path, Links::Keep)
+               ? FillStat(out)
+               : Next<int(int, const char*, struct stat*), "__lxstat">()(version, path, out);
 }
 
 int __lxstat64(int version, const char* path, struct stat64* out) {
-    return IsDrivePath(AT_FDCWD, path)
+    return IsDrivePath(AT_FDCWD, path, Links::Keep)
                ? FillStat(out)
                : Next<int(int, const char*, struct stat64*), "__lxstat64">()(version, path, out);
 }
@@ -249,7 +254,7 @@ int __fxstat64(int version, int file, struct stat64* out) {
 }
 
 int statx(int folder, const char* path, int flags, unsigned mask, struct statx* out) noexcept {
-    if (!IsDrivePath(folder, path))
+    if (!IsDrivePath(folder, path, LinksOf(flags)))
         return Next<int(int, const char*, int, unsigned, struct statx*), "statx">()(folder, path, flags, mask, out);
     struct statx found {};
     found.stx_mask = STATX_BASIC_STATS;
@@ -293,7 +298,7 @@ char* __realpath_chk(const char* path, char* resolved, std::size_t room) {
 char* canonicalize_file_name(const char* path) noexcept { return ::realpath(path, nullptr); }
 
 ssize_t readlink(const char* path, char* buffer, std::size_t room) noexcept {
-    return IsDrivePath(AT_FDCWD, path)
+    return IsDrivePath(AT_FDCWD, path, Links::Keep)
                ? Fail(EINVAL)
                : Next<ssize_t(const char*, char*, std::size_t), "readlink">()(path, buffer, room);
 }
