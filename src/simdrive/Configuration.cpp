@@ -27,7 +27,7 @@ const std::vector<Feature>& Features() {
         {0x001F, 1, false, {1, 0, 1, 0}},                           // DVD read
         {0x0020, 1, false, {0, 0, 0, 0, 0, 0, 8, 0, 0, 16, 1, 0}},  // random writable
         {0x0021, 1, false, {1, 0, 1, 1, 16, 0, 0, 0}},              // incremental: blocks of type 8, linked by 16
-        {0x0023, 1, false, {0, 0, 0, 0, 0, 0, 0, 0}},               // formattable
+        {0x0023, 1, false, {0x0B, 0, 0, 0, 1, 0, 0, 0}},            // formattable: BD-RE without spares, certified; RRM
         {0x0024, 0, false, {0, 0, 0, 0}},                           // defect management
         {0x002A, 0, false, {1, 0, 0, 0}},                           // DVD+RW
         {0x002B, 0, false, {1, 0, 0, 0}},                           // DVD+R
@@ -36,11 +36,18 @@ const std::vector<Feature>& Features() {
         {0x002E, 2, false, {0x67, 0, 0x0C, 0x80}},  // session-at-once: the same, R to W; cue sheets up to 3200 bytes
         {0x002F, 2, false, {0x4E, 0, 0, 0}},        // DVD-R: no underruns, DL, tests, DVD-RW
         {0x0037, 0, false, {0, 0xFF, 0, 0}},        // CD-RW of all speeds
+        {0x0038, 0, false, {0, 0, 0, 0}},           // BD-R pseudo-overwrite
         {0x003A, 0, false, {1, 0, 0, 0}},           // DVD+RW DL
         {0x003B, 0, false, {1, 0, 0, 0}},           // DVD+R DL
-        {0x0100, 0, true, {}},                      // power management
-        {0x0105, 1, true, {0, 0, 0, 0}},            // time-outs
-        {0x0107, 4, true, {0x1A, 0, 0, 0}},         // streaming: buffer capacity, speeds, performance
+        // BD read and write: every version of the first classes of BD-RE, BD-R and BD-ROM
+        {0x0040, 0, false, {0,    0,    0, 0, 0xFF, 0xFE, 0xFF, 0xFE, 0,    0,    0, 0, 0xFF, 0xFE,
+                            0xFF, 0xFE, 0, 0, 0,    0,    0xFF, 0xFE, 0xFF, 0xFE, 0, 0, 0,    0}},
+        {0x0041, 0, false, {0, 0, 0, 0, 0xFF, 0xFE, 0xFF, 0xFE, 0, 0, 0, 0, 0xFF, 0xFE, 0xFF, 0xFE, 0, 0, 0, 0}},
+        {0x0050, 0, false, {1, 0, 1, 0}},    // HD DVD read: -R and -RAM
+        {0x0051, 0, false, {1, 0, 1, 0}},    // HD DVD write
+        {0x0100, 0, true, {}},               // power management
+        {0x0105, 1, true, {0, 0, 0, 0}},     // time-outs
+        {0x0107, 4, true, {0x1A, 0, 0, 0}},  // streaming: buffer capacity, speeds, performance
     };
     return features;
 }
@@ -68,7 +75,10 @@ void PutFeature(const SimDrive& drive, const Feature& feature, Reply& reply) {
     for (const std::uint8_t byte : feature.bytes) reply.put(1, byte);
     if (feature.code == 0x0000) PutProfiles(drive, reply);
     if (isCurrent && feature.code == 0x0010) reply.set(start + 8, 2, drive.rules().eccBlocks);
-    if (isCurrent && feature.code == 0x0020) reply.set(start + 4, 4, drive.disc->state.blocks - 1);
+    if (isCurrent && feature.code == 0x0020) {
+        reply.set(start + 4, 4, drive.disc->state.capacity() - 1);
+        reply.set(start + 12, 2, drive.rules().eccBlocks);
+    }
     reply.set(start + 3, 1, reply.size() - start - 4);
 }
 

@@ -5,6 +5,7 @@
 
 #include "base/Checksum.h"
 #include "base/Stored.h"
+#include "simdrive/BluRay.h"
 
 namespace tovlark {
 
@@ -15,7 +16,7 @@ constexpr std::array<char, 8> kMagic{'T', 'V', 'D', 'I', 'S', 'C', '\r', '\n'};
 constexpr std::uint32_t kVersion = 2;
 constexpr std::uint64_t kSlotOffset = 0x20000, kSlotBytes = 0x20000, kDataOffset = 0x60000;
 constexpr std::size_t kMostTracks = 254, kMostIndexes = 98, kMostCdText = 8 * 256 * std::size_t{18};
-constexpr std::uint32_t kMostBlocks = 1 << 24;
+constexpr std::uint32_t kMostBlocks = 1 << 26;
 constexpr std::int32_t kLowestBlock = -150;  // of a CD's first pre-gap
 constexpr std::uint32_t kLargestBlock = 2352 + kSubchannelBytes;
 
@@ -216,7 +217,7 @@ std::uint64_t PlaceOf(const DiscTrack& track, std::int32_t block) {
 }  // namespace
 
 bool DiscState::isBlank() const {
-    return closedSessions == 0 && formattedBlocks == 0 &&
+    return closedSessions == 0 && (formattedBlocks == 0 || rules->access == Access::Sequential) &&
            (tracks.empty() || (tracks.size() == 1 && !tracks[0].isReserved && tracks[0].state == TrackState::Blank));
 }
 
@@ -238,6 +239,7 @@ DiscState BlankDisc(const MediumRules& rules, std::uint32_t blocks) {
     DiscState state{.rules = &rules, .blocks = blocks, .tracks = {}, .eraseCycles = rules.eraseCycles};
     if (rules.access == Access::Sequential) state.tracks.push_back({.size = blocks});
     if (rules.access == Access::Pressed) state.isFinal = true;
+    if (rules.hasPseudoOverwrite() || rules.isRandomBdR()) ApplyBdFormat(state, blocks - DefaultSpare(blocks));
     if (rules.access == Access::Rigid) {
         // A DVD-RW is in that mode because it was formatted; the other mode is what unformatted ones have.
         state.formattedBlocks = blocks;

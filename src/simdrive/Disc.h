@@ -61,6 +61,8 @@ struct DiscState {
     std::array<char, 13> catalog{};         // media catalogue number, or NULs
     std::vector<std::uint8_t> cdText = {};  // packs of 18 bytes
 
+    /// Blocks that can be written or are: less than all where a part was set apart as spare.
+    std::uint32_t capacity() const { return formattedBlocks > 0 && rules->isBd() ? formattedBlocks : blocks; }
     /// No track has data and none is reserved.
     bool isBlank() const;
     DiscTrack* openTrack(std::int32_t block);

@@ -11,7 +11,7 @@ namespace tovlark {
 namespace {
 
 constexpr std::uint32_t kMostCdBlocks = 449849;  // 99:59:74, less the first two seconds
-constexpr std::uint32_t kMostDvdBlocks = 1 << 23;
+constexpr std::uint32_t kMostDvdBlocks = 1 << 22, kMostBdBlocks = 1 << 26;
 constexpr std::uint32_t kWesternCodePage = 1252;
 
 std::uint8_t ModeOf(TrackType type) {
@@ -56,8 +56,10 @@ DiscFault Disc::openImage(const Text& path, SystemError& systemError) {
     if (!systemError.failed()) systemError = source.file.examine(info);
     if (systemError.failed()) return DiscFault::System;
     const std::uint64_t blocks = info.sizeBytes / kSectorSize;
-    if (info.sizeBytes % kSectorSize != 0 || blocks == 0 || blocks > kMostDvdBlocks) return DiscFault::NotADisc;
-    const MediumRules* rules = FindRules(blocks <= kMostCdBlocks ? Medium::CdRom : Medium::DvdRom);
+    if (info.sizeBytes % kSectorSize != 0 || blocks == 0 || blocks > kMostBdBlocks) return DiscFault::NotADisc;
+    const MediumRules* rules = FindRules(blocks <= kMostCdBlocks    ? Medium::CdRom
+                                         : blocks <= kMostDvdBlocks ? Medium::DvdRom
+                                                                    : Medium::BdRom);
     state = BlankDisc(*rules, static_cast<std::uint32_t>(blocks));
     state.closedSessions = 1;
     state.tracks.push_back(

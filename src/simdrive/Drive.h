@@ -178,6 +178,12 @@ void PutSubchannels(const DiscState& state, const DiscTrack& track, std::int32_t
 
 /// Writes a part of a session that a cue sheet announced.
 Refusal WriteCueRegion(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count);
+/// Puts data of the host on the disc, as blocks of a track.
+Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::int32_t block, std::uint32_t bytes);
+/// Erasing and formatting wear a disc out.
+Refusal Wear(SimDrive& drive);
+/// Takes over a state without data: kept first, so that no end of the process leaves data that are gone half.
+Refusal StartOver(SimDrive& drive, DiscState state);
 /// A background format goes on.
 void AdvanceBackground(SimDrive& drive);
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "base/Msf.h"
+#include "simdrive/BluRay.h"
 #include "simdrive/Drive.h"
 
 namespace tovlark {
@@ -169,6 +170,7 @@ std::int32_t LeadInStart(const DiscState& state) {
 Refusal ReadFormatCapacities(SimDrive& drive, Request& request) {
     const DiscState& state = drive.state();
     const MediumRules& rules = drive.rules();
+    if (rules.isBd()) return BdFormatCapacities(drive, request);
     const bool isFormatted =
         rules.formats.empty() || rules.access == Access::Sequential ? !state.isBlank() : state.formattedBlocks > 0;
     const std::uint32_t now = isFormatted && state.formattedBlocks > 0 ? state.formattedBlocks : state.blocks;
@@ -186,7 +188,7 @@ Refusal ReadFormatCapacities(SimDrive& drive, Request& request) {
 
 Refusal ReadCapacity(SimDrive& drive, Request& request) {
     const DiscState& state = drive.state();
-    std::int64_t blocks = state.formattedBlocks;
+    std::int64_t blocks = state.rules->access == Access::Sequential ? 0 : state.formattedBlocks;
     for (const DiscTrack& track : state.tracks)
         if (track.session <= state.closedSessions && drive.rules().formats.empty())
             blocks = EndOf(track);
@@ -288,6 +290,7 @@ Refusal ReadTrackInformation(SimDrive& drive, Request& request) {
 Refusal ReadDiscStructure(SimDrive& drive, Request& request) {
     const MediumRules& rules = drive.rules();
     const std::uint8_t format = request.cdb[7];
+    if (rules.isBd()) return BdDiscStructure(drive, request);
     if ((request.cdb[1] & 15) != 0) return kInvalidField;
     if (rules.isCd()) return kUnsuitableMedium;
     if (request.cdb[6] >= rules.layers) return kInvalidField;

@@ -22,6 +22,26 @@ enum class Medium : std::uint8_t {
     DvdRDl = 23,
     DvdPlusRDl = 24,
     DvdPlusRwDl = 26,
+    BdRom = 32,
+    BdR = 33,  // of each number of layers: sequential, then with pseudo-overwrite, then random recording mode
+    BdRPseudo = 34,
+    BdRRandom = 35,
+    BdRDl = 36,
+    BdRDlPseudo = 37,
+    BdRDlRandom = 38,
+    BdRe = 39,
+    BdReDl = 40,
+    BdRTl = 41,
+    BdRTlPseudo = 42,
+    BdRTlRandom = 43,
+    BdReTl = 44,
+    BdRQl = 45,
+    BdRQlPseudo = 46,
+    BdRQlRandom = 47,
+    BdReQl = 48,
+    HdDvdRom = 64,
+    HdDvdR = 65,
+    HdDvdRam = 66,
 };
 
 /// Where a medium takes new data.
@@ -60,6 +80,10 @@ struct MediumRules {
 
     bool isCd() const { return medium <= Medium::CdRw; }
     bool isPlus() const { return bookType >= 9; }
+    bool isBd() const { return medium >= Medium::BdRom && medium <= Medium::BdReQl; }
+    bool isRandomBdR() const { return profile == 0x0042; }
+    /// Takes blocks again that are recorded: sequential BD-R that was formatted for it.
+    bool hasPseudoOverwrite() const;
     bool isErasable() const { return eraseCycles > 0; }
     bool takes(std::uint8_t types, std::uint8_t type) const { return type < 8 && (types >> type & 1) != 0; }
 };

@@ -1,6 +1,7 @@
 // What shapes a disc: tracks, sessions, cue sheets, blanking and formatting.
 #include <algorithm>
 
+#include "simdrive/BluRay.h"
 #include "simdrive/Drive.h"
 
 namespace tovlark {
@@ -23,24 +24,6 @@ std::uint64_t WholeDiscTime(const SimDrive& drive) {
 bool IsTest(const SimDrive& drive) { return drive.rules().writeTypes != 0 && CurrentWriteParameters(drive).isTest; }
 
 std::int64_t EndOf(const DiscTrack& track) { return std::int64_t{track.first} + track.size; }
-
-/// Erasing and formatting wear a disc out.
-Refusal Wear(SimDrive& drive) {
-    constexpr Refusal kEraseFailure{3, 0x51, 0x00};
-    if (drive.state().eraseCycles == 0) return kEraseFailure;
-    --drive.state().eraseCycles;
-    return {};
-}
-
-/// Takes over a state without data: kept first, so that no end of the process leaves data that are gone half.
-Refusal StartOver(SimDrive& drive, DiscState state) {
-    drive.disc->state = std::move(state);
-    drive.cues.clear();
-    drive.isTestWrite = false;
-    if (const Refusal refusal = Keep(drive)) return refusal;
-    ChooseWriteType(drive);
-    return drive.disc->clear().failed() ? kFileFailed : Refusal{};
-}
 
 /// The kinds of blanking that take only the last part of a disc (MMC-6 6.2.2.5).
 Refusal EraseLast(DiscState& state, std::uint8_t type, std::uint32_t number) {
@@ -135,14 +118,30 @@ Refusal FormatRigid(SimDrive& drive, std::uint8_t type, std::uint32_t blocks, bo
 
 }  // namespace
 
+Refusal Wear(SimDrive& drive) {
+    constexpr Refusal kEraseFailure{3, 0x51, 0x00};
+    if (drive.state().eraseCycles == 0) return kEraseFailure;
+    --drive.state().eraseCycles;
+    return {};
+}
+
+Refusal StartOver(SimDrive& drive, DiscState state) {
+    drive.disc->state = std::move(state);
+    drive.cues.clear();
+    drive.isTestWrite = false;
+    if (const Refusal refusal = Keep(drive)) return refusal;
+    ChooseWriteType(drive);
+    return drive.disc->clear().failed() ? kFileFailed : Refusal{};
+}
+
 void AppendInvisible(DiscState& state, std::uint8_t session, std::int64_t first, std::uint32_t pregap) {
     constexpr std::size_t kMostCdTracks = 99, kMostTracks = 153;
-    if (first >= state.blocks || state.tracks.size() >= (state.rules->isCd() ? kMostCdTracks : kMostTracks)) return;
+    if (first >= state.capacity() || state.tracks.size() >= (state.rules->isCd() ? kMostCdTracks : kMostTracks)) return;
     state.tracks.push_back({.number = static_cast<std::uint8_t>(state.tracks.size() + 1),
                             .session = session,
                             .pregap = pregap,
                             .first = static_cast<std::int32_t>(first),
-                            .size = state.blocks - static_cast<std::uint32_t>(first),
+                            .size = state.capacity() - static_cast<std::uint32_t>(first),
                             .next = static_cast<std::int32_t>(first)});
 }
 
@@ -158,7 +157,7 @@ void CloseTrack(DiscState& state, DiscTrack& track) {
             size += kRunOut;
             track.hasRunOut = true;
         }
-        track.size = std::min(size, static_cast<std::uint32_t>(state.blocks - static_cast<std::uint32_t>(track.first)));
+        track.size = std::min(size, state.capacity() - static_cast<std::uint32_t>(track.first));
     }
     track.next = static_cast<std::int32_t>(EndOf(track));
     track.state = TrackState::Complete;
@@ -260,6 +259,11 @@ Refusal CloseTrackSession(SimDrive& drive, Request& request) {
     if (state.rules->access == Access::Pressed) return kUnsuitableFormat;
     if (!state.rules->takes(state.rules->closeTypes, function)) return kInvalidField;
     if (!drive.cues.empty()) return kSequence;
+    if (state.rules->isRandomBdR()) {
+        state.isFinal = true;
+        TakeTime(drive, kOperationRunning, kCloseSessionMilliseconds, immed);
+        return Keep(drive);
+    }
     if (state.rules->access == Access::Overwrite) {
         AdvanceBackground(drive);
         if (state.background == BackgroundFormat::Running) state.background = BackgroundFormat::Stopped;
@@ -335,12 +339,13 @@ Refusal FormatUnit(SimDrive& drive, Request& request) {
     if (std::ranges::find(state.rules->formats, type) == state.rules->formats.end()) return kInvalidParameter;
     const bool isMost = asked == 0xFFFFFFFF || (type == 0x26 && asked == 0);
     if (!isMost && (asked == 0 || asked > state.blocks)) return kInvalidParameter;
+    if (state.rules->isBd()) return FormatBd(drive, {type, request.dataAt(8) & 3u, asked, immed});
     if (type == 0x26) return FormatPlus(drive, (request.dataAt(11) & 1) != 0);
     // What 13h names are the blocks to be added.
     const std::uint32_t most = type == 0x13 ? state.blocks - state.formattedBlocks : state.blocks;
     const std::uint32_t blocks = isMost ? most : RoundUp(asked, state.rules->eccBlocks);
     if (blocks > std::uint64_t{RoundUp(most, state.rules->eccBlocks)}) return kInvalidParameter;
-    if (state.rules->medium != Medium::DvdRam) return FormatRigid(drive, type, std::min(blocks, most), immed);
+    if (state.rules->access != Access::Overwrite) return FormatRigid(drive, type, std::min(blocks, most), immed);
     if (const Refusal refusal = Wear(drive)) return refusal;
     DiscState fresh = BlankDisc(*state.rules, state.blocks);
     fresh.eraseCycles = state.eraseCycles;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "simdrive/BluRay.h"
 #include "simdrive/Drive.h"
 #include "simdrive/RawSector.h"
 
@@ -121,16 +122,9 @@ Refusal SettleTrack(SimDrive& drive, DiscTrack& track) {
     return {};
 }
 
-Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::int32_t block, std::uint32_t bytes) {
-    if (request.data.size() < bytes) return kDataPhase;
-    if (!HasBufferRoom(drive, bytes)) return kLongWrite;
-    if (!drive.isTestWrite && drive.disc->write(track, block, request.data.first(bytes)).failed()) return kFileFailed;
-    request.transferred = bytes;
-    return {};
-}
-
 Refusal WriteOver(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {
     DiscState& state = drive.state();
+    if (state.isFinal) return kUnsuitableFormat;
     if (state.formattedBlocks == 0 || state.tracks.empty()) return kNotFormatted;
     if (block < 0 || std::uint64_t(block) + count > state.formattedBlocks) return kBlockOutOfRange;
     return Store(drive, request, state.tracks[0], block, count * kUserBytes);
@@ -154,6 +148,7 @@ Refusal WriteAppending(SimDrive& drive, Request& request, std::int32_t block, st
     DiscState& state = drive.state();
     if (state.isFinal) return kUnsuitableFormat;
     DiscTrack* track = state.openTrack(block);
+    if (track == nullptr && state.rules->hasPseudoOverwrite()) return WritePseudo(drive, request, block, count);
     if (track == nullptr) return kWrongWriteAddress;
     const DiscTrack before = *track;
     Refusal refusal = SettleTrack(drive, *track);
@@ -236,6 +231,14 @@ bool HasBufferRoom(SimDrive& drive, std::uint64_t bytes) {
     if (BufferedBytes(drive) + bytes > kBufferBytes) return false;
     drive.bufferEmptyAt = std::max(drive.bufferEmptyAt, drive.now()) + bytes / std::max(WriteSpeedOf(drive), 1u);
     return true;
+}
+
+Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::int32_t block, std::uint32_t bytes) {
+    if (request.data.size() < bytes) return kDataPhase;
+    if (!HasBufferRoom(drive, VerifiesWrites(drive, request) ? 2 * std::uint64_t{bytes} : bytes)) return kLongWrite;
+    if (!drive.isTestWrite && drive.disc->write(track, block, request.data.first(bytes)).failed()) return kFileFailed;
+    request.transferred = bytes;
+    return {};
 }
 
 Refusal Read(SimDrive& drive, Request& request) {

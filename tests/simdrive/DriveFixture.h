@@ -95,11 +95,11 @@ struct LoadedDrive {
         page[8 + 4] = static_cast<std::byte>(blockType);
         return send({0x55, 0x10, 0, 0, 0, 0, 0, 0, 60}, page, DataDirection::Out);
     }
-    std::uint32_t format(std::uint32_t blocks, int type, int parameter = 0) {
+    std::uint32_t format(std::uint32_t blocks, int type, int parameter = 0, int subtype = 0) {
         Bytes list{std::byte{0}, std::byte{2}, std::byte{0}, std::byte{8}};
         for (const std::uint32_t value : {blocks >> 24, blocks >> 16, blocks >> 8, blocks})
             list.push_back(static_cast<std::byte>(value));
-        list.push_back(static_cast<std::byte>(type << 2));
+        list.push_back(static_cast<std::byte>(type << 2 | subtype));
         list.insert(list.end(), {std::byte{0}, std::byte{0}, static_cast<std::byte>(parameter)});
         return send({0x04, 0x11}, list, DataDirection::Out);
     }

@@ -1,0 +1,37 @@
+#pragma once
+
+#include "simdrive/Drive.h"
+
+namespace tovlark {
+
+/// Blocks that a BD of so many sets apart as spare when nothing else is asked for, at least and at most: the shares of
+/// a disc of 25 GB (12288, 4096 and 200704 of 381856 clusters).
+std::uint32_t DefaultSpare(std::uint32_t blocks);
+std::uint32_t LeastSpare(std::uint32_t blocks);
+std::uint32_t MostSpare(std::uint32_t blocks);
+
+/// Makes the state that of a disc without data, formatted to so many blocks.
+void ApplyBdFormat(DiscState& state, std::uint32_t userBlocks);
+
+/// FORMAT UNIT of a BD (MMC-6 6.5, types 00h, 30h to 32h): BD-RE with or without spare areas, BD-R once and while it
+/// is blank, which makes it one of the three recording modes.
+struct BdFormat {
+    std::uint8_t type;
+    unsigned subtype;
+    std::uint32_t blocks;  // 0xFFFFFFFF: as many as there can be
+    bool immed;
+};
+Refusal FormatBd(SimDrive& drive, const BdFormat& format);
+Refusal BdFormatCapacities(SimDrive& drive, Request& request);
+
+/// READ DISC STRUCTURE of a BD: disc information, cartridge status, spare areas, the list of formats.
+Refusal BdDiscStructure(SimDrive& drive, Request& request);
+
+/// True when each cluster is read again after it was written: spare areas are there and the host does not stream.
+bool VerifiesWrites(const SimDrive& drive, const Request& request);
+
+/// Writes blocks that are recorded on a disc with pseudo-overwrite. The new ones take the place of the next ones of
+/// the last open track, whose next writable address moves on by whole clusters.
+Refusal WritePseudo(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count);
+
+}  // namespace tovlark
