@@ -83,17 +83,17 @@ std::optional<BlockCounts> ReadTrackCounts(Drive drive) {
     return BlockCounts{static_cast<std::uint32_t>(total), std::min(size, reply.be32(16))};
 }
 
-Text Identification(Drive drive) {
+}  // namespace
+
+DriveIdentity ReadDriveIdentity(Drive drive) {
     std::array<std::byte, 36> buffer;
     ReplyView reply;
-    if (!ReceiveData(drive, Inquiry(buffer.size()), buffer, reply) || !reply.has(32)) return {};
-    std::array<char, 24> fields;  // vendor and product (SPC-4 6.4.2)
+    if (!ReceiveData(drive, Inquiry(buffer.size()), buffer, reply) || !reply.has(buffer.size())) return {};
+    std::array<char, 28> fields;
     std::memcpy(fields.data(), buffer.data() + 8, fields.size());
-    const Text vendor = Trimmed(std::span(fields).first(8)), product = Trimmed(std::span(fields).subspan(8));
-    return vendor.empty() || product.empty() ? vendor + product : vendor + u" " + product;
+    const std::span<const char> all(fields);
+    return {Trimmed(all.first(8)), Trimmed(all.subspan(8, 16)), Trimmed(all.subspan(24))};
 }
-
-}  // namespace
 
 void ReadDiscSummary(const Texts& texts, DriveEntry& entry, Drive drive, SummaryParts parts) {
     entry.totalBlocks = entry.usedBlocks = entry.freeBlocks = 0;
@@ -120,7 +120,10 @@ Text DriveDisplayName(const Texts& texts, Drive drive) {
     Text name = drive.record->path == Text(u"\\\\.\\") + letter + u":" ? SystemVolumeLabel(letter) : Text();
     if (name.empty())
         if (const auto volume = ReadVolumeDescriptor(drive)) name = Trimmed(volume->volumeIdentifier);
-    if (name.empty()) name = Identification(drive);
+    if (name.empty()) {
+        const auto [vendor, product, revision] = ReadDriveIdentity(drive);
+        name = vendor.empty() || product.empty() ? vendor + product : vendor + u" " + product;
+    }
     if (name.empty()) name = texts[TextId::DriveUnnamed];
     return texts.format(TextId::DriveName, {letter, name});
 }

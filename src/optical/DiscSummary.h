@@ -25,6 +25,12 @@ enum class SummaryParts : std::uint8_t { MediaOnly, Everything };
 /// Fills in what the drive says of the disc in it.
 void ReadDiscSummary(const Texts& texts, DriveEntry& entry, Drive drive, SummaryParts parts);
 
+/// What INQUIRY says of a drive (SPC-4 6.4.2), without the blanks around; empty when it does not answer.
+struct DriveIdentity {
+    Text vendor, product, revision;
+};
+DriveIdentity ReadDriveIdentity(Drive drive);
+
 /// "(D:) LABEL", or vendor and product in the place of the label.
 Text DriveDisplayName(const Texts& texts, Drive drive);
 

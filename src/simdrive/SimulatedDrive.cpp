@@ -128,6 +128,14 @@ Text Below(const Text& path, const Text& name) {
     return name.empty() || IsAbsolutePath(name) ? name : JoinPath(FolderOf(path), name);
 }
 
+DriveFileFault Insert(SimDrive& drive, const Text& path) {
+    auto disc = std::make_unique<Disc>();
+    SystemError error;
+    if (const DiscFault fault = disc->open(path, error); fault != DiscFault::None) return {path, error, fault};
+    LoadDisc(drive, std::move(disc));
+    return {};
+}
+
 }  // namespace
 
 SystemError ReadDriveDescription(const Text& path, DriveDescription& description) {
@@ -162,12 +170,8 @@ DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevi
     opened->logPath = Below(path, opened->description.log);
     ResetModePages(drive);
     if (!opened->description.disc.empty()) {
-        auto disc = std::make_unique<Disc>();
-        const Text discPath = Below(path, opened->description.disc);
-        SystemError error;
-        if (const DiscFault fault = disc->open(discPath, error); fault != DiscFault::None)
-            return {.path = discPath, .error = error, .disc = fault};
-        LoadDisc(drive, std::move(disc));
+        const DriveFileFault fault = Insert(drive, Below(path, opened->description.disc));
+        if (fault.failed()) return fault;
     }
     if (!opened->description.seen || *opened->description.seen == SeenOf(*opened)) {
         drive.attentions.clear();
@@ -175,6 +179,17 @@ DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevi
     } else if (drive.disc == nullptr) {
         drive.mediaEvent = 3;
     }
+    device = {opened.release(), Send, Control, Close};
+    return {};
+}
+
+DriveFileFault OpenDiscAlone(const Text& path, const Clock& clock, DiscDevice& device) {
+    auto opened = std::make_unique<OpenedSimulation>();
+    opened->drive.clock = &clock;
+    ResetModePages(opened->drive);
+    const DriveFileFault fault = Insert(opened->drive, path);
+    if (fault.failed()) return fault;
+    opened->drive.attentions.clear();
     device = {opened.release(), Send, Control, Close};
     return {};
 }

@@ -39,4 +39,7 @@ SystemError WriteDriveDescription(const Text& path, const DriveDescription& desc
 /// Opens the drive for commands and locks it and its disc until `device.close`. The clock must outlive the device.
 DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevice& device);
 
+/// Opens a drive of nobody's that holds this disc, to read what is on it; the disc is locked until `device.close`.
+DriveFileFault OpenDiscAlone(const Text& path, const Clock& clock, DiscDevice& device);
+
 }  // namespace tovlark

@@ -437,6 +437,8 @@ enum class TextId : std::uint16_t {
     InfoSessions,
     InfoBlocks,
     InfoCurrent,
+    ExportStep,
+    TvdriveLogClear,
     ColumnSession,
     ColumnTrack,
     ColumnKind,

@@ -537,6 +537,8 @@ constexpr TextRow kTexts[] = {
     {TextId::InfoSessions, 1114, u"%s, sessions: %u, tracks: %u"},
     {TextId::InfoBlocks, 1115, u"%s blocks (%s)"},
     {TextId::InfoCurrent, 1116, u"usable with this disc"},
+    {TextId::ExportStep, 1117, u"Exporting the disc"},
+    {TextId::TvdriveLogClear, 1118, u"empties the log"},
     {TextId::ColumnSession, 1120, u"Session"},
     {TextId::ColumnTrack, 1121, u"Track"},
     {TextId::ColumnKind, 1122, u"Kind"},
