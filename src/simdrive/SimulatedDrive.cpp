@@ -115,6 +115,7 @@ void Close(void* self) {
         AdvanceBackground(drive);
         static_cast<void>(drive.disc->save().failed());  // the last state that was kept stays
     }
+    if (!opened->file.isOpen()) return;
     // A change that nobody was told of is still to be told.
     const bool isTold = drive.attentions.empty();
     const Text seen = isTold ? SeenOf(*opened) : opened->description.seen.value_or(u"");
