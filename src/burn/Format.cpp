@@ -52,7 +52,7 @@ bool StartFormat(Drive drive, const FormatRequest& request) {
 }
 
 std::optional<BdReFormat> FindBdReFormat(Drive drive) {
-    constexpr std::uint16_t kFormattable = 0x0023;  // MMC-6 5.3.13
+    constexpr std::uint16_t kFormattable = 0x0023;
     constexpr std::size_t kFeature = 8, kFlags = kFeature + 4;
     constexpr unsigned kCurrent = 0, kWithoutSpares = 3, kCertifies = 0;  // bits
     constexpr std::uint32_t kBlockBytes = 2048;

@@ -13,7 +13,7 @@ struct FormatType {
                                   kBdReSpares = 0x30, kBdReNoSpares = 0x31;
 };
 
-/// What a drive offers to make of the disc in it (MMC-6 6.23.3.3), which it takes as it stands.
+/// What a drive offers to make of the disc in it (MMC-6 6.24.3.3), which it takes as it stands.
 struct FormatOffer {
     std::uint8_t type = 0;
     std::uint32_t blocks = 0;
