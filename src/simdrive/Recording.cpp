@@ -88,6 +88,22 @@ Refusal FormatPlus(SimDrive& drive, bool isRestart) {
     return Keep(drive);
 }
 
+/// FORMAT UNIT of DVD-RAM and its like: their size is none of the host's choice.
+Refusal FormatRam(SimDrive& drive, const Request& request, bool immed) {
+    DiscState& state = drive.state();
+    const bool hasWholeList = (request.cdb[1] & 8) != 0, isUncertified = (request.dataAt(1) & 0x20) != 0;
+    // Without certification and with the defects that are known, the fields do not matter.
+    const bool keepsSize = !hasWholeList && isUncertified;
+    if (!keepsSize && (request.dataBe(4, 4) != state.blocks || request.dataBe(9, 3) != 2048)) return kInvalidParameter;
+    if (const Refusal refusal = Wear(drive)) return refusal;
+    DiscState fresh = BlankDisc(*state.rules, state.blocks);
+    fresh.eraseCycles = state.eraseCycles;
+    FormatFully(fresh);
+    if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
+    TakeTime(drive, kFormatRunning, isUncertified ? kQuickMilliseconds : 2 * WholeDiscTime(drive), immed);
+    return {};
+}
+
 /// FORMAT UNIT of DVD-RW: from either recording mode to restricted overwrite.
 Refusal FormatRigid(SimDrive& drive, std::uint8_t type, std::uint32_t blocks, bool immed) {
     DiscState& state = drive.state();
@@ -333,26 +349,24 @@ Refusal FormatUnit(SimDrive& drive, Request& request) {
     if ((request.cdb[1] & 0x1F & ~ignored) != 0x11) return kInvalidField;
     if (request.data.size() < kListBytes || request.dataBe(2, 2) != 8) return kInvalidParameter;
     request.transferred = kListBytes;
-    const bool immed = (request.dataAt(1) & 2) != 0;
+    const std::uint8_t flags = request.dataAt(1);
+    const bool immed = (flags & 2) != 0;
+    // Of the options only DCRT is known, and only when they are valid (MMC-6 6.5.3.2).
+    if ((flags & 0x5D) != 0 || (flags & 0xA0) == 0x20) return kInvalidParameter;
     const std::uint8_t type = request.dataAt(8) >> 2;
     const std::uint32_t asked = request.dataBe(4, 4);
     if (std::ranges::find(state.rules->formats, type) == state.rules->formats.end()) return kInvalidParameter;
+    const bool isBd = state.rules->isBd();
+    if (state.rules->access == Access::Overwrite && type == 0x00 && !isBd) return FormatRam(drive, request, immed);
     const bool isMost = asked == 0xFFFFFFFF || (type == 0x26 && asked == 0);
     if (!isMost && (asked == 0 || asked > state.blocks)) return kInvalidParameter;
-    if (state.rules->isBd()) return FormatBd(drive, {type, request.dataAt(8) & 3u, asked, immed});
+    if (isBd) return FormatBd(drive, {type, request.dataAt(8) & 3u, asked, immed});
     if (type == 0x26) return FormatPlus(drive, (request.dataAt(11) & 1) != 0);
     // What 13h names are the blocks to be added.
     const std::uint32_t most = type == 0x13 ? state.blocks - state.formattedBlocks : state.blocks;
     const std::uint32_t blocks = isMost ? most : RoundUp(asked, state.rules->eccBlocks);
     if (blocks > std::uint64_t{RoundUp(most, state.rules->eccBlocks)}) return kInvalidParameter;
-    if (state.rules->access != Access::Overwrite) return FormatRigid(drive, type, std::min(blocks, most), immed);
-    if (const Refusal refusal = Wear(drive)) return refusal;
-    DiscState fresh = BlankDisc(*state.rules, state.blocks);
-    fresh.eraseCycles = state.eraseCycles;
-    FormatFully(fresh);
-    if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
-    TakeTime(drive, kFormatRunning, WholeDiscTime(drive), immed);
-    return {};
+    return FormatRigid(drive, type, std::min(blocks, most), immed);
 }
 
 }  // namespace tovlark

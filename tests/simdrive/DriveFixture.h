@@ -100,7 +100,8 @@ struct LoadedDrive {
         for (const std::uint32_t value : {blocks >> 24, blocks >> 16, blocks >> 8, blocks})
             list.push_back(static_cast<std::byte>(value));
         list.push_back(static_cast<std::byte>(type << 2 | subtype));
-        list.insert(list.end(), {std::byte{0}, std::byte{0}, static_cast<std::byte>(parameter)});
+        list.insert(list.end(),
+                    {std::byte{0}, static_cast<std::byte>(parameter >> 8), static_cast<std::byte>(parameter)});
         return send({0x04, 0x11}, list, DataDirection::Out);
     }
 

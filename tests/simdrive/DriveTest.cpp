@@ -29,7 +29,7 @@ TEST_P(EveryMedium, IsWrittenClosedAndReadBack) {
         EXPECT_EQ(on.write(0, 16, 'a'), 0x033100u) << "not formatted";
     }
     if (walk.format >= 0) {
-        ASSERT_EQ(on.format(on.drive.state().blocks, walk.format), kOk);
+        ASSERT_EQ(on.format(on.drive.state().blocks, walk.format, walk.format == 0 ? 2048 : 0), kOk);
     }
     ASSERT_EQ(on.write(0, 16, 'a'), kOk);
     ASSERT_EQ(on.write(16, 16, 'b'), kOk);
@@ -165,7 +165,10 @@ TEST(RestrictedOverwrite, TakesWholeEccBlocksOfTheFormattedArea) {
     ASSERT_EQ(on.close(2), kOk);
     EXPECT_EQ(on.discStatus() & 15, 14u);
     EXPECT_EQ(on.write(64, 16, 'x'), 0x052100u);
-    ASSERT_EQ(on.format(32, 0x13), kOk);
+    EXPECT_EQ(on.format(20000, 0x13), 0x052600u) << "no such room left";
+    ASSERT_EQ(on.format(17, 0x13), kOk) << "32 blocks are added";
+    EXPECT_EQ(on.trackField(1, 24), 96u);
+    EXPECT_EQ(on.format(32, 0x13), 0x052C00u) << "the border is not complete";
     EXPECT_EQ(on.write(64, 16, 'c'), kOk);
     EXPECT_EQ(on.read(0), std::uint32_t{'b'});
     ASSERT_EQ(on.send({0xA1, 0}), kOk);
