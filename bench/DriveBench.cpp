@@ -1,10 +1,12 @@
 // drive_bench FOLDER MEGABYTES: writes a simulated DVD+R and reads it back, in commands of 64 KiB through SendCommand.
-// Prints the seconds that writing and reading took, and the microseconds that a command takes beyond moving its data:
-// the fastest of several reads of the first 64 MB, less the fastest plain reads of the same bytes.
+// Prints the seconds that writing and reading took, and the microseconds of CPU that a command takes beyond moving its
+// data: the least for reading the first 64 MB several times, less the least for plain reads of the same bytes.
 #include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
+#include <ctime>
 #include <functional>
 
 #include "optical/SendCommand.h"
@@ -22,21 +24,27 @@ constexpr int kRepeats = 15;
 
 using Buffer = std::array<std::byte, kBytes>;
 
-/// Seconds that so many calls take; exits when one fails.
-double Seconds(std::uint32_t count, const std::function<bool(std::uint32_t)>& call) {
+/// Wall and CPU seconds that so many calls take; exits when one fails.
+struct Spent {
+    double wall, cpu;
+};
+
+Spent Measure(std::uint32_t count, const std::function<bool(std::uint32_t)>& call) {
     const auto began = std::chrono::steady_clock::now();
+    const std::clock_t beganCpu = std::clock();
     for (std::uint32_t index = 0; index < count; ++index)
         if (!call(index)) {
             std::fprintf(stderr, "drive_bench: number %u of %u failed\n", index, count);
             std::exit(1);
         }
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
+    return {std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count(),
+            static_cast<double>(std::clock() - beganCpu) / CLOCKS_PER_SEC};
 }
 
-double Fastest(const std::function<double()>& measure) {
-    double fastest = measure();
-    for (int repeat = 1; repeat < kRepeats; ++repeat) fastest = std::min(fastest, measure());
-    return fastest;
+double Least(const std::function<double()>& measure) {
+    double least = measure();
+    for (int repeat = 1; repeat < kRepeats; ++repeat) least = std::min(least, measure());
+    return least;
 }
 
 bool Transfer(Drive drive, const Cdb& cdb, Buffer& buffer) {
@@ -68,26 +76,26 @@ int Run(const Text& folder, std::uint32_t megabytes) {
     Buffer buffer;
     buffer.fill(std::byte{0xA5});
     const auto address = [](std::uint32_t index) { return Lba{static_cast<std::int32_t>(index * kBlocks)}; };
-    const double writing = Seconds(commands, [&](std::uint32_t index) {
+    const auto write = [&](std::uint32_t index) {
         return Transfer(opened.get(), Write10(address(index), kBlocks), buffer);
-    });
+    };
+    const Spent writing = Measure(commands, write);
     static_cast<void>(SendPlain(opened.get(), SynchronizeCache(Immed::No)));
     const auto read = [&](std::uint32_t index) {
         return Transfer(opened.get(), Read10(address(index), kBlocks), buffer);
     };
-    const double reading = Seconds(commands, read);
+    const Spent reading = Measure(commands, read);
 
     const std::uint32_t few = std::min<std::uint32_t>(commands, 1024);
     InputFile file;
     if (file.open(disc).failed()) return 1;
-    const double bare = Fastest([&] {
-        return Seconds(few, [&](std::uint32_t index) {
-            std::size_t count = 0;
-            return !file.readAt(kFirstBlock + std::uint64_t{index} * kBytes, buffer, count).failed() && count == kBytes;
-        });
-    });
-    const double sent = Fastest([&] { return Seconds(few, read); });
-    std::printf("%.4f %.4f %.3f\n", writing, reading, (sent - bare) / few * 1e6);
+    const auto readBare = [&](std::uint32_t index) {
+        std::size_t count = 0;
+        return !file.readAt(kFirstBlock + std::uint64_t{index} * kBytes, buffer, count).failed() && count == kBytes;
+    };
+    const double bare = Least([&] { return Measure(few, readBare).cpu; });
+    const double sent = Least([&] { return Measure(few, read).cpu; });
+    std::printf("%.4f %.4f %.3f\n", writing.wall, reading.wall, (sent - bare) / few * 1e6);
     return 0;
 }
 
