@@ -24,7 +24,7 @@ foreach(page ${pages})
 endforeach()
 file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/man ${CMAKE_BINARY_DIR}/completion)
 
-# tovlark_completion(BODY SCRIPT FOLDER): the script of one shell, from its body and the command table of the program.
+# tovlark_completion(BODY SCRIPT FOLDER): the script of one shell, from its body and the tables of the programs.
 add_executable(make_completion $<TARGET_OBJECTS:platform_main> tools/completion/Main.cpp)
 target_link_libraries(make_completion PRIVATE tovlark_flags room_app_command)
 set_target_properties(make_completion PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/completion)
@@ -37,6 +37,8 @@ function(tovlark_completion body script folder)
 endfunction()
 tovlark_completion(tvcmd.bash tvcmd bash-completion/completions)
 tovlark_completion(_tvcmd _tvcmd zsh/site-functions)
+tovlark_completion(tvdrive.bash tvdrive bash-completion/completions)
+tovlark_completion(_tvdrive _tvdrive zsh/site-functions)
 
 add_custom_target(extras ALL DEPENDS ${extras})
 add_dependencies(programs extras)

@@ -28,12 +28,12 @@ constexpr const char* kAskBash = R"sh(
     set -u
     compopt() { echo "$@"; }
     . "$SCRIPT" || exit 1
-    complete -p tvcmd >&2
+    complete -p "$PROGRAM" >&2
     COMP_LINE=$LINE COMP_POINT=${#LINE}
     read -ra COMP_WORDS <<<"$(sed -E 's/[:=]+/ & /g' <<<"$LINE")"
     if [[ $LINE == *' ' ]]; then COMP_WORDS+=(''); fi
     COMP_CWORD=$((${#COMP_WORDS[@]} - 1))
-    _tvcmd
+    "_$PROGRAM"
     printf '%s\n' "${COMPREPLY[@]}"
 )sh";
 
@@ -57,17 +57,20 @@ Names Lines(const std::string& text) {
 }
 
 Names AskBash(const std::string& line) {
-    const ProgramEnd end = RunProgram(
-        {.words = {"bash", "--norc", "-c", kAskBash}, .environment = {{"LINE", line}, {"SCRIPT", kScripts + "tvcmd"}}});
+    const std::string program = line.substr(0, line.find(' '));
+    const ProgramEnd end =
+        RunProgram({.words = {"bash", "--norc", "-c", kAskBash},
+                    .environment = {{"LINE", line}, {"PROGRAM", program}, {"SCRIPT", kScripts + program}}});
     EXPECT_EQ(end.status, 0) << line;
-    EXPECT_EQ(end.errors, "complete -F _tvcmd tvcmd\n") << line;
+    EXPECT_EQ(end.errors, "complete -F _" + program + " " + program + "\n") << line;
     return Lines(end.output);
 }
 
 /// All that zsh would choose from: it leaves the match with what is typed to the shell.
 Names AskZsh(const std::string& line) {
-    const ProgramEnd end = RunProgram(
-        {.words = {"zsh", "-f", "-c", kAskZsh}, .environment = {{"LINE", line}, {"SCRIPT", kScripts + "_tvcmd"}}});
+    const std::string script = kScripts + "_" + line.substr(0, line.find(' '));
+    const ProgramEnd end =
+        RunProgram({.words = {"zsh", "-f", "-c", kAskZsh}, .environment = {{"LINE", line}, {"SCRIPT", script}}});
     EXPECT_EQ(end.errors, "") << line;
     return Lines(end.output);
 }
@@ -143,6 +146,13 @@ TEST(Completion, BashOffersWhatFits) {
         {"tvcmd create -o a=b", {"-o default"}},
         {"tvcmd convert $(x -lab", {"-label"}},
         {"tvcmd convert 'a]b' -lab", {"-label"}},
+        {"tvdrive in", {"insert", "info"}},
+        {"tvdrive list ", {"--json", "--help"}},
+        {"tvdrive log F: --o", {"--on", "--off"}},
+        {"tvdrive insert F: ", {"-o default"}},
+        {"tvdrive new a.tvdisc --media DVD+RW", {"DVD+RW", "DVD+RW DL", "-o filenames"}},
+        {"tvdrive add F: --speed r", {"real"}},
+        {"tvdrive eject ", {}},
     };
     for (const auto& row : rows) EXPECT_THAT(AskBash(row.line), UnorderedElementsAreArray(row.offered)) << row.line;
     EXPECT_THAT(AskBash("tvcmd "), UnorderedElementsAreArray(ShownWords(false)));
@@ -160,6 +170,10 @@ TEST(Completion, ZshOffersWhatFits) {
     EXPECT_THAT(AskZsh("tvcmd create -udf o"), UnorderedElementsAre("on", "off"));
     EXPECT_THAT(AskZsh("tvcmd create -o "), UnorderedElementsAre("_files"));
     EXPECT_THAT(AskZsh("tvcmd rip F: -od "), UnorderedElementsAre("_files -/"));
+    EXPECT_EQ(RunProgram({.words = {"zsh", "-n", kScripts + "_tvdrive"}}).errors, "");
+    EXPECT_THAT(AskZsh("tvdrive "), IsSupersetOf({"insert", "export"}));
+    EXPECT_THAT(AskZsh("tvdrive new a.tvdisc --media "), IsSupersetOf({"CD-R", "DVD-RW (restricted overwrite)"}));
+    EXPECT_THAT(AskZsh("tvdrive insert F: "), UnorderedElementsAre("_files"));
 }
 
 }  // namespace

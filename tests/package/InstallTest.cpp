@@ -14,9 +14,11 @@ TEST(Install, WorksFromWhereItWasPut) {
     const std::string prefix = folder / "usr";
     const ProgramEnd installed = RunProgram({.words = {TOVLARK_CMAKE, "--install", TOVLARK_BUILD, "--prefix", prefix}});
     ASSERT_EQ(installed.status, 0) << installed.errors;
-    for (const char* file : {"bin/tovlark", "bin/tvcmd", "bin/tvset", "share/man/man1/tovlark.1.gz",
-                             "share/man/man1/tvcmd.1.gz", "share/man/man1/tvset.1.gz", "share/tovlark/Lang",
-                             "share/bash-completion/completions/tvcmd", "share/zsh/site-functions/_tvcmd"})
+    for (const char* file :
+         {"bin/tovlark", "bin/tvcmd", "bin/tvdrive", "bin/tvset", "share/man/man1/tovlark.1.gz",
+          "share/man/man1/tvcmd.1.gz", "share/man/man1/tvdrive.1.gz", "share/man/man1/tvset.1.gz", "share/tovlark/Lang",
+          "share/bash-completion/completions/tvcmd", "share/bash-completion/completions/tvdrive",
+          "share/zsh/site-functions/_tvcmd", "share/zsh/site-functions/_tvdrive"})
         EXPECT_TRUE(std::filesystem::exists(folder / "usr" / file)) << file;
 
     // 0x0418: a language that nobody has translated.

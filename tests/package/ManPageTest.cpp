@@ -47,7 +47,7 @@ TEST(ManPage, TellsTheWordsOfTheCommandLine) {
 
 TEST(ManPage, HasNoFaultsInItsMarkup) {
     if (RunProgram({.words = {"sh", "-c", "command -v mandoc"}}).status != 0) GTEST_SKIP() << "mandoc is missing";
-    for (const std::string page : {"tovlark", "tvcmd", "tvset"}) {
+    for (const std::string page : {"tovlark", "tvcmd", "tvdrive", "tvset"}) {
         const ProgramEnd end =
             RunProgram({.words = {"mandoc", "-T", "lint", "-W", "warning", TOVLARK_SOURCE "/docs/man/" + page + ".1"}});
         EXPECT_EQ(end.output + end.errors, "");

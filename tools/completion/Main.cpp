@@ -1,18 +1,19 @@
-// Makes a shell's completion script from its body in this folder and the program's own table of words.
+// Makes a shell's completion script from its body in this folder and the programs' own tables of words.
 #include "platform/Main.h"
 
 #include <algorithm>
 
 #include "app/command/OptionTable.h"
 #include "app/command/Usage.h"
+#include "app/session/Texts.h"
 #include "platform/ConsoleStreams.h"
 #include "platform/Files.h"
+#include "simdrive/Medium.h"
 
 namespace tovlark {
 
 namespace {
 
-constexpr std::string_view kTableMark = "    @TABLE@\n";
 constexpr std::uint64_t kLargestBody = 1 << 20;
 
 std::string Quoted(TextView text) {
@@ -51,11 +52,42 @@ std::string Table() {
     return purposes + "    )\n" + takes + "    )\n";
 }
 
+/// What each verb of tvdrive is for, as an array.
+std::string Verbs() {
+    constexpr std::pair<std::string_view, TextId> kVerbs[] = {
+        {"list", TextId::TvdriveList},     {"add", TextId::TvdriveAdd},   {"map", TextId::TvdriveMap},
+        {"remove", TextId::TvdriveRemove}, {"new", TextId::TvdriveNew},   {"insert", TextId::TvdriveInsert},
+        {"eject", TextId::TvdriveEject},   {"info", TextId::TvdriveInfo}, {"log", TextId::TvdriveLog},
+        {"export", TextId::TvdriveExport},
+    };
+    const Texts texts;
+    std::string purposes = "    local -A purposes=(\n";
+    for (const auto& [verb, purpose] : kVerbs)
+        purposes.append("        [").append(verb).append("]=").append(Quoted(texts[purpose])).append("\n");
+    return purposes + "    )\n";
+}
+
+/// The media that a blank disc can be of, as an array.
+std::string Media() {
+    std::string media = "    local -a media=(";
+    for (const MediumRules& rules : MediaRules())
+        if (rules.access != Access::Pressed) media += " " + Quoted(rules.name);
+    return media + " )\n";
+}
+
+/// Lines of a body that stand for a table.
+struct Mark {
+    std::string_view line;
+    std::string (*table)();
+};
+constexpr Mark kMarks[] = {{"    @TABLE@\n", Table}, {"    @VERBS@\n", Verbs}, {"    @MEDIA@\n", Media}};
+
 SystemError MakeScript(const Text& bodyPath, const Text& scriptPath) {
     std::string script;
     if (const SystemError error = ReadWholeFile(bodyPath, kLargestBody, script); error.failed()) return error;
-    if (const std::size_t mark = script.find(kTableMark); mark != std::string::npos)
-        script.replace(mark, kTableMark.size(), Table());
+    for (const Mark& mark : kMarks)
+        if (const std::size_t at = script.find(mark.line); at != std::string::npos)
+            script.replace(at, mark.line.size(), mark.table());
     NewFile file;
     SystemError error = file.create(scriptPath);
     if (!error.failed()) error = file.write(std::as_bytes(std::span(script)));

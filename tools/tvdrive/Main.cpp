@@ -108,7 +108,8 @@ private:
         }));
         made->add_option("DISC", tool_.path, Utf8(tool_, TextId::TvdriveDisc))->required();
         made->add_option("--media", tool_.media, Utf8(tool_, TextId::TvdriveMedia))->required();
-        made->add_option("--blocks", tool_.blocks, Utf8(tool_, TextId::TvdriveBlocks))->check(CLI::PositiveNumber);
+        made->add_option("--blocks", tool_.blocks, Utf8(tool_, TextId::TvdriveBlocks))
+            ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{0xFFFFFFFF}));
     }
     void addLog() {
         CLI::App* log = json(letter(verb("log", TextId::TvdriveLog, [](Tool& t) {
