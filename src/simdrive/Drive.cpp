@@ -4,6 +4,8 @@
 #include <cstring>
 #include <utility>
 
+#include "platform/DeviceFailed.h"
+
 namespace tovlark {
 
 namespace {
@@ -98,10 +100,13 @@ Refusal Obstacle(SimDrive& drive, Needs needs) {
 
 Refusal Carry(SimDrive& drive, const PassThrough& command, Request& request) {
     const std::uint8_t index = kRowOf[request.cdb[0]];
-    if (index == kNoRow) return kInvalidOpcode;
+    const std::vector<std::uint8_t>& refused = drive.faults.refusedOpcodes;
+    if (index == kNoRow || std::ranges::find(refused, request.cdb[0]) != refused.end()) return kInvalidOpcode;
     const CommandRow& row = kCommands[index];
     if (command.cdb.size() < row.cdbBytes) return kInvalidField;
     if (const Refusal obstacle = Obstacle(drive, row.needs)) return obstacle;
+    if (row.needs == Needs::Disc)
+        if (const Refusal busy = BusyAnswer(drive)) return busy;
     if (command.dataBytes > 0 && command.direction != row.direction) return kDataPhase;
     return row.handle(drive, request);
 }
@@ -122,6 +127,10 @@ std::array<std::uint8_t, 18> SenseBytes(const Refusal& refusal) {
 }  // namespace
 
 SystemError Execute(SimDrive& drive, PassThrough& command) {
+    if (FailsInTransport(drive)) {
+        command.dataBytes = 0;
+        return kDeviceFailed;
+    }
     Request request;
     const std::size_t cdbBytes = std::min(command.cdb.size(), request.cdb.size());
     if (cdbBytes > 0) std::memcpy(request.cdb.data(), command.cdb.data(), cdbBytes);

@@ -14,6 +14,7 @@
 #include "base/Msf.h"
 #include "platform/DiscDevice.h"
 #include "simdrive/Disc.h"
+#include "simdrive/Faults.h"
 
 namespace tovlark {
 
@@ -27,7 +28,7 @@ struct Refusal {
 
 inline constexpr Refusal kNoDisc{2, 0x3A, 0x01}, kTrayOpen{2, 0x3A, 0x02}, kFormatRunning{2, 0x04, 0x04},
     kOperationRunning{2, 0x04, 0x07}, kLongWrite{2, 0x04, 0x08}, kNotFormatted{3, 0x31, 0x00},
-    kUnreadable{3, 0x11, 0x05}, kFileFailed{4, 0x44, 0x00}, kInvalidOpcode{5, 0x20, 0x00},
+    kReadError{3, 0x11, 0x00}, kUnreadable{3, 0x11, 0x05}, kFileFailed{4, 0x44, 0x00}, kInvalidOpcode{5, 0x20, 0x00},
     kBlockOutOfRange{5, 0x21, 0x00}, kWrongWriteAddress{5, 0x21, 0x02}, kInvalidField{5, 0x24, 0x00},
     kListTooShort{5, 0x1A, 0x00}, kInvalidParameter{5, 0x26, 0x00}, kSequence{5, 0x2C, 0x00},
     kSavingUnsupported{5, 0x39, 0x00}, kUnsuitableFormat{5, 0x30, 0x05}, kUnsuitableMedium{5, 0x30, 0x02},
@@ -115,6 +116,11 @@ struct SimDrive {
     std::uint8_t mediaEvent = 0;  // MMC-6 6.6.3.5: 2 new media, 3 removal
     std::vector<ModePage> pages;
     std::uint16_t readSpeed = 0, writeSpeed = 0;  // 1000 bytes a second; 0: the greatest
+
+    DriveFaults faults;
+    FaultCounts counts;
+    void* power = nullptr;  // of `losePower`, which ends the process; null: the power never goes
+    void (*losePower)(void* power) = nullptr;
 
     Refusal running;  // an operation that goes on after its command ended
     std::uint64_t runningSince = 0, runningUntil = 0;

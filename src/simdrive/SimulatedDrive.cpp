@@ -1,6 +1,7 @@
 #include "simdrive/SimulatedDrive.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <utility>
 
 #include "base/IniText.h"
@@ -35,18 +36,23 @@ DriveDescription Parse(std::string_view bytes) {
     description.isTrayOpen = Is(find("Tray"), u"open");
     description.disc = FromUtf8(find("Disc").value_or(""));
     description.log = FromUtf8(find("Log").value_or(""));
+    description.faults = ReadFaults(find);
     if (const auto seen = find("Seen")) description.seen = FromUtf8(*seen);
     return description;
 }
 
 /// A text that cannot be a value is an invalid argument to the system too.
 SystemError Change(const LockedFile& file, std::string bytes, const DriveDescription& description) {
-    const std::pair<std::string_view, std::string> values[] = {
+    std::vector<std::pair<std::string, std::string>> values = {
         {"Model", description.model},       {"Speed", description.isRealTime ? "real" : "fast"},
         {"Disc", ToUtf8(description.disc)}, {"Tray", description.isTrayOpen ? "open" : "closed"},
         {"Log", ToUtf8(description.log)},   {kSeen, ToUtf8(description.seen.value_or(u""))}};
+    const auto faults = FaultEntries(description.faults);
+    values.insert(values.end(), faults.begin(), faults.end());
     for (const auto& [name, value] : values) {
         if (name == kSeen && !description.seen) continue;
+        // A drive without faults has no entries for them.
+        if (value.empty() && !FindIniValue(bytes, kSection, name)) continue;
         const auto changed = WithIniValue(bytes, kSection, name, value);
         if (!changed) return kFileTooLarge;
         bytes = *changed;
@@ -168,6 +174,12 @@ DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevi
     drive.isRealTime = opened->description.isRealTime;
     drive.product = opened->description.model;
     drive.isTrayOpen = opened->description.isTrayOpen;
+    drive.faults = opened->description.faults;
+    drive.power = opened.get();
+    drive.losePower = [](void* power) {
+        FlushLog(*static_cast<OpenedSimulation*>(power));
+        std::_Exit(kPowerLossStatus);
+    };
     opened->logPath = Below(path, opened->description.log);
     ResetModePages(drive);
     if (!opened->description.disc.empty()) {

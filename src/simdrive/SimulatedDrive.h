@@ -6,6 +6,7 @@
 #include "base/Clock.h"
 #include "platform/DiscDevice.h"
 #include "simdrive/Disc.h"
+#include "simdrive/Faults.h"
 
 namespace tovlark {
 
@@ -18,7 +19,8 @@ struct DriveDescription {
     /// Seen: the disc and its state when a program last used the drive; another one then is a medium that may have
     /// changed. Nothing: the drive was never used.
     std::optional<Text> seen;
-    Text log;  // Log: gets a line for each command, in hexadecimal. "": none
+    DriveFaults faults;  // ReadErrors, SlowBlocks, WriteErrors, Busy, TransportError, PowerLoss, Refuse
+    Text log;            // Log: gets a line for each command, in hexadecimal. "": none
 };
 
 /// What kept a drive from being opened: the file, and the system's word or what is wrong with a disc file.
@@ -35,6 +37,9 @@ struct DriveFileFault {
 SystemError ReadDriveDescription(const Text& path, DriveDescription& description);
 /// Changes or makes a description; busy while the drive is in use. Other entries of the file stay.
 SystemError WriteDriveDescription(const Text& path, const DriveDescription& description);
+
+/// The status with which a process ends whose drive loses power.
+inline constexpr int kPowerLossStatus = 70;
 
 /// Opens the drive for commands and locks it and its disc until `device.close`. The clock must outlive the device.
 DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevice& device);

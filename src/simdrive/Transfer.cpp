@@ -236,7 +236,13 @@ bool HasBufferRoom(SimDrive& drive, std::uint64_t bytes) {
 Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::int32_t block, std::uint32_t bytes) {
     if (request.data.size() < bytes) return kDataPhase;
     if (!HasBufferRoom(drive, VerifiesWrites(drive, request) ? 2 * std::uint64_t{bytes} : bytes)) return kLongWrite;
-    if (!drive.isTestWrite && drive.disc->write(track, block, request.data.first(bytes)).failed()) return kFileFailed;
+    const std::uint32_t count = bytes / track.storedBytes();
+    if (const Refusal fault = WriteFault(drive, request, block, count)) return fault;
+    const bool losesPower = ++drive.counts.writes == drive.faults.powerLoss && drive.losePower != nullptr;
+    const std::uint32_t storedBytes = losesPower ? count / 2 * track.storedBytes() : bytes;
+    if (!drive.isTestWrite && drive.disc->write(track, block, request.data.first(storedBytes)).failed())
+        return kFileFailed;
+    if (losesPower) drive.losePower(drive.power);
     request.transferred = bytes;
     return {};
 }
@@ -251,8 +257,9 @@ Refusal Read(SimDrive& drive, Request& request) {
         const DiscTrack* track = nullptr;
         if (const Refusal refusal = FindReadable(drive.state(), block, track)) return refusal;
         if (track->isAudio()) return kWrongTrackMode;
-        const std::uint64_t count =
-            std::min<std::uint64_t>(left, static_cast<std::uint64_t>(ReadableEnd(*track) - block));
+        const std::uint64_t count = ReadableBlocks(
+            drive, block, std::min<std::uint64_t>(left, static_cast<std::uint64_t>(ReadableEnd(*track) - block)));
+        if (count == 0) return kReadError;
         const std::span<std::byte> bytes = request.data.subspan(request.transferred, count * kUserBytes);
         if (const Refusal refusal = ReadUserData(drive, *track, block, bytes)) return refusal;
         request.transferred += static_cast<std::uint32_t>(bytes.size());
@@ -278,6 +285,7 @@ Refusal ReadCd(SimDrive& drive, Request& request) {
     Subchannels subchannels;
     std::array<std::byte, kRawSectorBytes + kErrorBytes + kSubchannelBytes> selected;
     for (const std::int64_t end = block + count; block < end; ++block) {
+        if (ReadableBlocks(drive, block, 1) == 0) return kReadError;
         const auto place = static_cast<std::int32_t>(block);
         const DiscTrack* track = nullptr;
         if (const Refusal refusal = FindReadable(drive.state(), place, track)) return refusal;
@@ -320,7 +328,9 @@ Refusal Verify(SimDrive& drive, Request& request) {
     while (left > 0) {
         const DiscTrack* track = nullptr;
         if (const Refusal refusal = FindReadable(drive.state(), block, track)) return refusal;
-        const std::uint32_t count = std::min(left, static_cast<std::uint32_t>(ReadableEnd(*track) - block));
+        const auto count = static_cast<std::uint32_t>(
+            ReadableBlocks(drive, block, std::min(left, static_cast<std::uint32_t>(ReadableEnd(*track) - block))));
+        if (count == 0) return kReadError;
         block += static_cast<std::int32_t>(count);
         left -= count;
     }

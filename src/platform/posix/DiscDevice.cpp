@@ -16,10 +16,13 @@
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
 
+#include "platform/DeviceFailed.h"
 #include "platform/posix/Descriptor.h"
 #include "platform/posix/Native.h"
 
 namespace tovlark {
+
+const SystemError kDeviceFailed{EIO};
 namespace {
 
 struct SystemDevice {

@@ -1,6 +1,8 @@
 #include "platform/DiscDevice.h"
 
 #include <windows.h>
+
+#include "platform/DeviceFailed.h"
 // Needs the types above.
 #include <algorithm>
 #include <cstring>
@@ -11,6 +13,8 @@
 #include "platform/win32/Native.h"
 
 namespace tovlark {
+
+const SystemError kDeviceFailed{ERROR_IO_DEVICE};
 namespace {
 
 static_assert(sizeof(SCSI_PASS_THROUGH_DIRECT) == 56 && offsetof(SCSI_PASS_THROUGH_DIRECT, Cdb) == 36);
