@@ -99,6 +99,8 @@ struct Erasing {
             case Medium::DvdRwOverwrite: EXPECT_EQ(sim.format(kBlocks, 0x00, 16), 0u); break;
             case Medium::DvdPlusRw: EXPECT_EQ(sim.format(kBlocks, 0x26), 0u); break;
             case Medium::DvdRam: EXPECT_EQ(sim.format(kBlocks, 0x00), 0u); break;
+            case Medium::BdRe:
+            case Medium::BdReDl: EXPECT_EQ(sim.format(kBlocks, 0x31), 0u); break;
             default: break;
         }
         EXPECT_EQ(sim.write(0, 16, 'x'), 0u);
@@ -134,6 +136,8 @@ TEST(EraseTest, EverySimulatedMediumByItsOwnCommands) {
         {Medium::DvdPlusRw, kFull, " format 11,2,4e20,98,0 zeros 1250/20000 sync 2 close 12"},
         {Medium::DvdRam, kQuick, " format 19,a2,4e20,0,800"},
         {Medium::DvdRam, kFull, " format 11,82,4e20,0,800"},
+        {Medium::BdRe, kQuick, " format 11,2,4e20,c5,800"},
+        {Medium::BdReDl, kFull, " format 11,2,4e20,c6,800"},
     };
     for (const Row& row : kRows) {
         SCOPED_TRACE(testing::Message() << static_cast<int>(row.medium) << " method " << static_cast<int>(row.method));

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "app/command/EraseStep.h"
 #include "app/command/Grammars.h"
 #include "app/command/SourceImage.h"
 #include "app/command/Usage.h"
@@ -112,8 +113,10 @@ Status RunCopyDisc(CommandContext& context) {
 }
 
 Status RunEraseDisc(CommandContext& context) {
-    if (!PassesChecks(context) || !FindDrive(context, context.request.target)) return Status::Failed;
-    return NotInThisBuild(context, u"erase-disc");
+    const CommandRequest& request = context.request;
+    if (!PassesChecks(context) || !FindDrive(context, request.target)) return Status::Failed;
+    return EraseDiscIn(context.task, *ParseDrive(request.target),
+                       request.has(Switch::FullErase) ? EraseMethod::Full : EraseMethod::Quick);
 }
 
 /// Commands that read a disc or an image and have nothing else to look up.

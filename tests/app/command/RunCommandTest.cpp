@@ -95,7 +95,10 @@ TEST(RunCommand, TellsDrivesThatAreThereFromLettersOnly) {
         {{u"burn-image", image, u"G:"}, "There is no drive G:\r\n"},
         {{u"copy-disc", u"g:", u"F:"}, "There is no drive G:\r\n"},
         {{u"copy-disc", u"F:", u"F:"}, cannotYet("copy-disc")},
-        {{u"erase-disc", u"F:"}, cannotYet("erase-disc")},
+        {{u"erase-disc", u"f:"},
+         "Error opening device [F:].\r\nDrive F: is a simulated drive whose file is gone: /drives/f. Make it anew "
+         "with: "
+         "tvdrive add\r\n"},
         {{u"make-image", u"F:", u"-o", u"x"}, cannotYet("make-image")},
         {{u"rip", u"F:", u"-o", u"x.FLAC", u"-rip-to-single-file"}, cannotYet("rip")},
         {{u"rip", u"H:", u"-od", u"x", u"-ot", u"ogg"}, "There is no drive H:\r\n"},
