@@ -98,7 +98,7 @@ struct Erasing {
             case Medium::DvdRwSequential: EXPECT_EQ(sim.select(0, 5), 0u); break;
             case Medium::DvdRwOverwrite: EXPECT_EQ(sim.format(kBlocks, 0x00, 16), 0u); break;
             case Medium::DvdPlusRw: EXPECT_EQ(sim.format(kBlocks, 0x26), 0u); break;
-            case Medium::DvdRam: EXPECT_EQ(sim.format(kBlocks, 0x00), 0u); break;
+            case Medium::DvdRam: EXPECT_EQ(sim.format(kBlocks, 0x00, 2048), 0u); break;
             case Medium::BdRe:
             case Medium::BdReDl: EXPECT_EQ(sim.format(kBlocks, 0x31), 0u); break;
             default: break;
