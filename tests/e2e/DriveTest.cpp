@@ -106,7 +106,7 @@ TEST_F(DriveTool, SaysWhatIsWrong) {
         {{"new", "b.tvdisc", "--media", "CD-R", "--blocks", "0"}, "range 1 to 4294967295"},
         {{"new", "b.tvdisc"}, "--media"},
         {{"new", "gone/b.tvdisc", "--media", "CD-R"}, "gone"},
-        {{"new", "config", "--media", "CD-R"}, "config"},
+        {{"new", "bin", "--media", "CD-R"}, "bin"},
         {{"add", "1:"}, "1:"},
         {{"add", "F"}, "F is no letter of a drive"},
         {{"add", "G:", "--speed", "slow"}, "slow"},

@@ -46,7 +46,8 @@ std::string Utf8(const Tool& tool, TextId id) { return ToUtf8(tool.texts[id]); }
 class CommandLine {
 public:
     explicit CommandLine(Tool& tool) : tool_(tool), app(Utf8(tool, TextId::TvdrivePurpose), "tvdrive") {
-        app.require_subcommand(0, 1);  // that one is needed is said below, after a wrong word was named
+        app.allow_windows_style_options(false);  // "/dev/sr0" and "/x" are paths on every system
+        app.require_subcommand(0, 1);            // that one is needed is said below, after a wrong word was named
         json(verb("list", TextId::TvdriveList, [](Tool& t) { return ListDriveLetters(t.task, t.form()); }));
         addAdd();
         CLI::App* map = letter(verb("map", TextId::TvdriveMap,
