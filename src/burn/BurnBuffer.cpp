@@ -142,7 +142,7 @@ void BurnBuffer::waitForSource(std::uint32_t wanted) {
     for (std::uint32_t step = 0; step < kWaitSteps && !isRefilled(); ++step) clock.sleep(clock.self, 1);
 }
 
-std::span<const std::byte> BurnBuffer::takeSectors(std::span<std::byte> scratch, std::uint32_t count, Consume consume) {
+std::span<const std::byte> BurnBuffer::lookAhead(std::span<std::byte> scratch, std::uint32_t count) {
     while (true) {
         {
             const std::lock_guard guard(lock_);
@@ -154,23 +154,29 @@ std::span<const std::byte> BurnBuffer::takeSectors(std::span<std::byte> scratch,
     }
     const std::size_t sectorSize = source_.sectorSize;
     const std::uint32_t tail = std::min(count, capacity_ - readIndex_);
-    std::span<const std::byte> sectors(slot(readIndex_), count * sectorSize);
-    if (tail < count) {
-        std::copy_n(slot(readIndex_), tail * sectorSize, scratch.begin());
-        std::copy_n(slot(0), (count - tail) * sectorSize,
-                    scratch.begin() + static_cast<std::ptrdiff_t>(tail * sectorSize));
-        sectors = scratch.first(count * sectorSize);
-    }
+    if (tail == count) return {slot(readIndex_), count * sectorSize};
+    std::copy_n(slot(readIndex_), tail * sectorSize, scratch.begin());
+    std::copy_n(slot(0), (count - tail) * sectorSize, scratch.subspan(tail * sectorSize).begin());
+    return scratch.first(count * sectorSize);
+}
+
+void BurnBuffer::consume(std::uint32_t count) {
     {
         const std::lock_guard guard(lock_);
-        if (consume == Consume::Yes) {
-            readIndex_ = (readIndex_ + count) % capacity_;
-            filled_ -= count;
-        }
+        readIndex_ = (readIndex_ + count) % capacity_;
+        filled_ -= count;
         isWoken_ = true;
     }
     wake_.notify_one();
-    return sectors;
+}
+
+bool BurnBuffer::takeSectors(std::span<std::byte> target) {
+    const auto count = static_cast<std::uint32_t>(target.size() / source_.sectorSize);
+    const auto sectors = lookAhead(target, count);
+    if (sectors.empty()) return false;
+    if (sectors.data() != target.data()) std::ranges::copy(sectors, target.begin());
+    consume(count);
+    return true;
 }
 
 }  // namespace tovlark

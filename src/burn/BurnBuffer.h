@@ -23,9 +23,6 @@ constexpr std::uint32_t BufferSectors(std::uint32_t megabytes) { return megabyte
 /// The same when there was not enough memory for so many.
 constexpr std::uint32_t FewerSectors(std::uint32_t sectors) { return sectors / 8 < 4096 ? 4096 : sectors / 8; }
 
-/// Whether sectors are looked at or taken.
-enum class Consume : std::uint8_t { No, Yes };
-
 /// A ring of whole sectors between a source, which a thread of the buffer's reads, and the one thread that writes.
 /// Destroying it waits until the source returns from what it is about.
 class BurnBuffer {
@@ -39,14 +36,18 @@ public:
     /// `count` sectors that follow one another, valid until they are consumed: where they lie, or in `scratch`, which
     /// has room for them, if they wrap around the end of the buffer. Empty when the source ended, failed (`fault`) or
     /// the task is cancelled before there are so many.
-    std::span<const std::byte> takeSectors(std::span<std::byte> scratch, std::uint32_t count, Consume consume);
+    std::span<const std::byte> lookAhead(std::span<std::byte> scratch, std::uint32_t count);
+    /// Gives the room of sectors that were looked at back to the source.
+    void consume(std::uint32_t count);
+    /// Both at once: true when `target`, which is whole sectors, was filled.
+    bool takeSectors(std::span<std::byte> target);
 
     /// How many sectors wait to be taken, and for how many there is room at all.
     std::uint32_t filled() const;
     std::uint32_t capacity() const { return capacity_; }
     /// The source delivered everything; else it goes on, or ended for the reason in `fault`.
     bool hasFinished() const;
-    /// Why the source ended short. Only once `takeSectors` gave nothing.
+    /// Why the source ended short. Only once `lookAhead` gave nothing.
     const SourceFault& fault() const { return fault_; }
     /// SHA-256 of all that the source delivered. Only once it has finished.
     Sha256Digest digest() const { return digest_.value(); }

@@ -1,6 +1,7 @@
 #include "burn/SectorSource.h"
 
 #include <algorithm>
+#include <array>
 #include <utility>
 
 #include "base/DiscLayout.h"
@@ -11,10 +12,18 @@ namespace tovlark {
 
 namespace {
 
-constexpr std::uint32_t kRawDataOffset = 16;  // sync pattern and header of a raw sector (ECMA-130 14)
+// Of a raw sector (ECMA-130 14, ISO/IEC 10149): sync pattern, address, mode; of mode 2 a sub-header follows.
+constexpr std::uint32_t kModeOffset = 15, kMode1Data = 16, kMode2Data = 24;
 
 void SwapSamples(std::span<std::byte> samples) {
     for (std::size_t index = 0; index + 1 < samples.size(); index += 2) std::swap(samples[index], samples[index + 1]);
+}
+
+std::uint32_t DataOffsetIn(const InputFile& file) {
+    std::byte mode{};
+    std::size_t readCount = 0;
+    const bool isRead = !file.readAt(kModeOffset, std::span(&mode, 1), readCount).failed() && readCount == 1;
+    return isRead && mode == std::byte{2} ? kMode2Data : kMode1Data;
 }
 
 }  // namespace
@@ -99,6 +108,16 @@ bool FileSource::readBytes(const SourceExtent& extent, std::uint64_t offset, std
     return false;
 }
 
+bool IsRawImage(const Text& path) {
+    static constexpr std::array<std::uint8_t, 12> kSync{0,    0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
+                                                        0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0};
+    std::array<std::byte, kSync.size()> head{};
+    InputFile file;
+    std::size_t readCount = 0;
+    return !file.open(path).failed() && !file.readAt(0, head, readCount).failed() &&
+           std::ranges::equal(head, std::as_bytes(std::span(kSync)));
+}
+
 SystemError AddImageFile(FileSource& source, const Text& path, std::uint32_t fileSectorSize,
                          std::uint32_t sourceSectorSize) {
     const InputFile* file = nullptr;
@@ -108,7 +127,7 @@ SystemError AddImageFile(FileSource& source, const Text& path, std::uint32_t fil
     const bool takesPart = fileSectorSize == kRawSectorSize && sourceSectorSize == kSectorSize;
     source.add({.sectorCount = static_cast<std::uint32_t>((info.sizeBytes + fileSectorSize - 1) / fileSectorSize),
                 .file = file,
-                .offset = takesPart ? kRawDataOffset : 0,
+                .offset = takesPart ? DataOffsetIn(*file) : 0,
                 .end = info.sizeBytes,
                 .stride = fileSectorSize,
                 .taken = takesPart ? kSectorSize : fileSectorSize});

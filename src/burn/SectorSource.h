@@ -81,4 +81,7 @@ private:
 SystemError AddImageFile(FileSource& source, const Text& path, std::uint32_t fileSectorSize,
                          std::uint32_t sourceSectorSize);
 
+/// True for an image of raw sectors, 2352 bytes each, that begins with a data sector.
+bool IsRawImage(const Text& path);
+
 }  // namespace tovlark

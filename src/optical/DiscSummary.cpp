@@ -140,12 +140,11 @@ Text DescribeDiscs(const Texts& texts, std::span<const DriveEntry> entries) {
 }
 
 bool CheckNextWritableAddress(Task& task, Drive drive, std::uint32_t track, Lba expectedStart,
-                              std::uint32_t neededBlocks) {
+                              std::uint32_t neededBlocks, TrackAddress kind) {
     const Texts& texts = task.session.texts();
     std::array<std::byte, 48> buffer;
     ReplyView reply;
-    const bool isRead =
-        ReceiveData(drive, ReadTrackInformation(TrackAddress::Track, track, buffer.size()), buffer, reply);
+    const bool isRead = ReceiveData(drive, ReadTrackInformation(kind, track, buffer.size()), buffer, reply);
     if (!isRead || !reply.has(20) || !reply.bit(7, 0)) {
         ReportError(task, texts.format(TextId::NextAddressUnreadable, {GetLastDriveError(drive)}));
         return false;

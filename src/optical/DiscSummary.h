@@ -7,6 +7,7 @@
 #include "base/Msf.h"
 #include "optical/Drive.h"
 #include "optical/MediaType.h"
+#include "optical/Mmc.h"
 
 namespace tovlark {
 
@@ -37,10 +38,11 @@ Text DriveDisplayName(const Texts& texts, Drive drive);
 /// The words of one drive after the other in a list: "Disc:" and " [%s %s", ", %s" are put together of them.
 Text DescribeDiscs(const Texts& texts, std::span<const DriveEntry> entries);
 
-/// Asks where the drive will write next in a track. Reports and gives false when it does not know, when that is not
-/// where it is expected, or when too few blocks are free.
+/// Asks where the drive will write next in a track, which is given by its number or, by `kind`, one of its blocks.
+/// Reports and gives false when it does not know, when that is not where it is expected, or when too few blocks are
+/// free.
 [[nodiscard]] bool CheckNextWritableAddress(Task& task, Drive drive, std::uint32_t track, Lba expectedStart,
-                                            std::uint32_t neededBlocks);
+                                            std::uint32_t neededBlocks, TrackAddress kind = TrackAddress::Track);
 
 /// The message about too few free blocks.
 Text ReportShortage(const Texts& texts, std::uint32_t neededBlocks, std::uint32_t availableBlocks);

@@ -51,6 +51,9 @@ struct BurnBufferTest : testing::Test {
     std::unique_ptr<BurnBuffer> make(std::uint32_t sectors) {
         return CreateBurnBuffer(fake.task, numbers.source(sectors));
     }
+    bool take(BurnBuffer& buffer, std::uint32_t count) {
+        return buffer.takeSectors(std::span(scratch).first(count * 2048));
+    }
     std::size_t emptyLines() const {
         std::size_t count = 0;
         for (const MessageLog::Line& line : fake.log.lines()) count += line.text.starts_with(u"Buffer Empty[");
@@ -94,24 +97,23 @@ TEST_F(BurnBufferTest, EverySectorComesOnceAndInOrderThroughManyWraps) {
     std::uint32_t taken = 0;
     while (taken < kSectors) {
         const std::uint32_t count = std::min(24u, kSectors - taken);  // no divisor of the capacity
-        const auto sectors = buffer->takeSectors(scratch, count, Consume::No);
+        const auto sectors = buffer->lookAhead(scratch, count);
         ASSERT_EQ(sectors.size(), count * 2048u) << taken;
         for (std::uint32_t index = 0; index < count; ++index) ASSERT_EQ(NumberIn(sectors, index), taken + index);
         const bool wraps = taken % buffer->capacity() + count > buffer->capacity();
         ASSERT_EQ(sectors.data() == scratch.data(), wraps) << taken;
-        ASSERT_FALSE(buffer->takeSectors(scratch, count, Consume::Yes).empty());
+        buffer->consume(count);
         taken += count;
     }
-    EXPECT_TRUE(buffer->takeSectors(scratch, 1, Consume::No).empty());
+    EXPECT_TRUE(buffer->lookAhead(scratch, 1).empty());
     EXPECT_TRUE(buffer->hasFinished());
 }
 
 TEST_F(BurnBufferTest, AWrappedRequestIsTheTailAndThenTheHead) {
     const auto buffer = make(9000);
     ASSERT_NE(buffer, nullptr);
-    for (std::uint32_t taken = 0; taken < 8192 - 10; taken += 1)
-        ASSERT_FALSE(buffer->takeSectors(scratch, 1, Consume::Yes).empty());
-    const auto sectors = buffer->takeSectors(scratch, 32, Consume::No);
+    for (std::uint32_t taken = 0; taken < 8192 - 10; taken += 1) ASSERT_TRUE(take(*buffer, 1));
+    const auto sectors = buffer->lookAhead(scratch, 32);
     ASSERT_EQ(sectors.data(), scratch.data());
     for (std::uint32_t index = 0; index < 32; ++index) EXPECT_EQ(NumberIn(sectors, index), 8182 + index);
 }
@@ -119,8 +121,8 @@ TEST_F(BurnBufferTest, AWrappedRequestIsTheTailAndThenTheHead) {
 TEST_F(BurnBufferTest, ASourceThatEndedGivesWhatIsLeft) {
     const auto buffer = make(5);
     ASSERT_NE(buffer, nullptr);
-    EXPECT_TRUE(buffer->takeSectors(scratch, 16, Consume::Yes).empty());
-    EXPECT_EQ(buffer->takeSectors(scratch, 5, Consume::Yes).size(), 5u * 2048);
+    EXPECT_FALSE(take(*buffer, 16));
+    EXPECT_TRUE(take(*buffer, 5));
     EXPECT_EQ(emptyLines(), 0u);
 }
 
@@ -129,7 +131,7 @@ TEST_F(BurnBufferTest, FailureEndsTheSourceShortAndIsTold) {
     const auto buffer = make(50'000);
     ASSERT_NE(buffer, nullptr);
     std::uint32_t taken = 0;
-    while (!buffer->takeSectors(scratch, 16, Consume::Yes).empty()) taken += 16;
+    while (take(*buffer, 16)) taken += 16;
     EXPECT_EQ(taken, 8192u + 512);
     EXPECT_FALSE(buffer->hasFinished());
     ReportFault(fake.task, buffer->fault());
@@ -162,8 +164,7 @@ TEST_F(BurnBufferTest, AnUnderrunIsLoggedOncePerAttemptAndGoesOnWithWhatThereIs)
     numbers.allowed = 8192;  // the first fill, and then it stalls
     const auto buffer = CreateBurnBuffer(task, numbers.source(20'000));
     ASSERT_NE(buffer, nullptr);
-    for (std::uint32_t taken = 0; taken < 8192; taken += 16)
-        ASSERT_FALSE(buffer->takeSectors(scratch, 16, Consume::Yes).empty());
+    for (std::uint32_t taken = 0; taken < 8192; taken += 16) ASSERT_TRUE(take(*buffer, 16));
 
     // Two attempts see nothing; in the third the source comes back.
     time.onSleep = [&] {
@@ -171,7 +172,7 @@ TEST_F(BurnBufferTest, AnUnderrunIsLoggedOncePerAttemptAndGoesOnWithWhatThereIs)
         numbers.allowed = 20'000;
         while (buffer->filled() < 16) std::this_thread::yield();
     };
-    const auto sectors = buffer->takeSectors(scratch, 16, Consume::Yes);
+    const auto sectors = buffer->lookAhead(scratch, 16);
     ASSERT_EQ(sectors.size(), 16u * 2048);
     EXPECT_EQ(NumberIn(sectors, 0), 8192u);
     EXPECT_EQ(emptyLines(), 3u);
@@ -186,10 +187,9 @@ TEST_F(BurnBufferTest, CancellingEndsAWaitForASourceThatStalls) {
     numbers.allowed = 8192;
     const auto buffer = CreateBurnBuffer(task, numbers.source(20'000));
     ASSERT_NE(buffer, nullptr);
-    for (std::uint32_t taken = 0; taken < 8192; taken += 16)
-        ASSERT_FALSE(buffer->takeSectors(scratch, 16, Consume::Yes).empty());
+    for (std::uint32_t taken = 0; taken < 8192; taken += 16) ASSERT_TRUE(take(*buffer, 16));
     time.onSleep = [&] { fake.flags.cancel = true; };
-    EXPECT_TRUE(buffer->takeSectors(scratch, 16, Consume::Yes).empty());
+    EXPECT_FALSE(take(*buffer, 16));
     numbers.allowed = 20'000;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
+#include "app/command/BurnCommand.h"
 #include "app/command/EraseStep.h"
 #include "app/command/Grammars.h"
 #include "app/command/SourceImage.h"
@@ -103,7 +104,10 @@ Status RunBurnImage(CommandContext& context) {
         TellError(context.task, FormatText(u"%s\r\n\r\n%s", {request.source, texts[TextId::UnpackBeforeBurning]}));
         return Status::Failed;
     }
-    return FindDrive(context, request.target) ? NotInThisBuild(context, u"burn-image") : Status::Failed;
+    if (!FindDrive(context, request.target)) return Status::Failed;
+    if (EqualsIgnoringCase(ExtensionOf(request.source), u"cue")) return NotInThisBuild(context, u"burn-image (CUE)");
+    if (request.has(Switch::Verify)) return NotInThisBuild(context, u"burn-image -verify");
+    return BurnImageFile(context.task, request);
 }
 
 Status RunCopyDisc(CommandContext& context) {

@@ -91,7 +91,7 @@ TEST(RunCommand, TellsDrivesThatAreThereFromLettersOnly) {
         std::vector<Text> words;
         std::string output;
     } rows[] = {
-        {{u"burn-image", image, u"f:\\"}, cannotYet("burn-image")},
+        {{u"burn-image", image, u"f:\\", u"-verify"}, cannotYet("burn-image -verify")},
         {{u"burn-image", image, u"G:"}, "There is no drive G:\r\n"},
         {{u"copy-disc", u"g:", u"F:"}, "There is no drive G:\r\n"},
         {{u"copy-disc", u"F:", u"F:"}, cannotYet("copy-disc")},

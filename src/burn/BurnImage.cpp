@@ -1,0 +1,147 @@
+#include "burn/BurnImage.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "base/Hex.h"
+#include "burn/BurnBuffer.h"
+#include "optical/SendCommand.h"
+#include "optical/Speeds.h"
+
+namespace tovlark {
+
+namespace {
+
+std::uint32_t SingleSpeedOf(MediaType type) { return IsCd(type) ? kCdSpeed : IsDvd(type) ? kDvdSpeed : kBdSpeed; }
+
+void SetSpeed(DiscBurn& burn) {
+    const Texts& texts = burn.task.session.texts();
+    const auto [rate, unit] = std::pair(burn.options.kbPerSecond, SingleSpeedOf(burn.type));
+    if (rate != kMaximumSpeed) {
+        burn.task.session.printLine(DescribeSettingSpeed(texts, rate, unit));
+        if (burn.options.speedUnit != 0 && burn.options.speedUnit != unit)
+            burn.task.log.append(texts.format(TextId::SpeedOfOtherKind, {rate}));
+    }
+    if (!SetDriveSpeed(burn.drive, burn.type, kMaximumSpeed, rate))
+        burn.task.log.append(texts.format(TextId::PlaceAndCode,
+                                          {DescribeSettingSpeed(texts, rate, unit), GetLastDriveError(burn.drive)}));
+}
+
+/// Tells how far writing is.
+class WriteProgress {
+public:
+    WriteProgress(DiscBurn& burn, std::uint64_t totalBytes) : task_(burn.task) {
+        const Texts& texts = task_.session.texts();
+        task_.session.printLine(TextId::StartWriting);
+        task_.session.beginStep(texts[burn.options.simulates ? TextId::SimulatingWriting : TextId::WritingMedia],
+                                totalBytes);
+    }
+    void advance(std::uint64_t bytes) {
+        task_.session.addProgress(bytes);
+        const Progress& progress = task_.session.progress();
+        const std::uint64_t percent = progress.done * 100 / progress.total;
+        if (percent == lastPercent_) return;
+        lastPercent_ = percent;
+        task_.log.append(task_.session.texts().format(TextId::LogBurnProgress, {static_cast<std::int64_t>(percent)}));
+    }
+    void finish() {
+        task_.session.finishStep();
+        task_.session.printDone();
+    }
+    void breakOff() { task_.session.print(u"\r\n"); }
+
+private:
+    Task& task_;
+    std::uint64_t lastPercent_ = 0;
+};
+
+/// Why writing ended before the last sector.
+enum class WriteEnd : std::uint8_t { Complete, Cancelled, SourceFailed, DriveFailed };
+
+WriteEnd WriteSectors(DiscBurn& burn, const SectorSource& source, BurnBuffer& buffer, WriteProgress& progress) {
+    std::vector<std::byte> scratch(std::size_t{burn.chunk()} * source.sectorSize);
+    for (std::uint32_t done = 0; done < source.sectorCount;) {
+        if (burn.task.flags.cancel) return WriteEnd::Cancelled;
+        const std::uint32_t count = std::min(burn.chunk(), source.sectorCount - done);
+        std::span<const std::byte> sectors = buffer.lookAhead(scratch, count);
+        if (sectors.empty()) return burn.task.flags.cancel ? WriteEnd::Cancelled : WriteEnd::SourceFailed;
+        const std::size_t bytes = sectors.size();
+        if (count < burn.chunk()) {  // every write has a whole chunk
+            if (sectors.data() != scratch.data()) std::ranges::copy(sectors, scratch.begin());
+            std::ranges::fill(std::span(scratch).subspan(bytes), std::byte{0});
+            sectors = scratch;
+        }
+        const Lba first{static_cast<std::int32_t>(burn.start) + static_cast<std::int32_t>(done)};
+        if (!WriteBlocks(burn.drive, first, sectors, source.sectorSize)) return WriteEnd::DriveFailed;
+        buffer.consume(count);
+        done += count;
+        burn.written += burn.chunk();
+        progress.advance(bytes);
+    }
+    return WriteEnd::Complete;
+}
+
+void ReportWriteEnd(DiscBurn& burn, WriteEnd end, const BurnBuffer& buffer) {
+    const Texts& texts = burn.task.session.texts();
+    if (end == WriteEnd::SourceFailed) ReportFault(burn.task, buffer.fault());
+    if (end == WriteEnd::Cancelled) TellNote(burn.task, TextId::BurnCanceled);
+    if (end == WriteEnd::DriveFailed)
+        ReportError(
+            burn.task,
+            texts.format(TextId::DriveErrorSectors,
+                         {texts[TextId::ErrorWritingDisc], static_cast<std::int32_t>(BurnPlace::Write),
+                          static_cast<std::uint32_t>(burn.start) + burn.written, GetLastDriveError(burn.drive)}));
+}
+
+/// From the first block to the closed disc. False after a message; what was begun is to be abandoned then.
+bool WriteDisc(DiscBurn& burn, const SectorSource& source, BurnBuffer& buffer) {
+    WriteProgress progress(burn, std::uint64_t{source.sectorCount} * source.sectorSize);
+    const WriteEnd end = WriteSectors(burn, source, buffer, progress);
+    if (end != WriteEnd::Complete) {
+        progress.breakOff();
+        ReportWriteEnd(burn, end, buffer);
+        return false;
+    }
+    progress.finish();
+    const Sha256Digest digest = buffer.digest();
+    burn.task.log.append(
+        burn.task.session.texts().format(TextId::BurnDigest, {ToHex(std::as_bytes(std::span(digest)))}));
+    return SynchronizeDisc(burn) && CloseDisc(burn);
+}
+
+void TellOutcome(const DiscBurn& burn, bool isDone) {
+    static constexpr TextId kDone[2][2] = {{TextId::BurnDone, TextId::BurnDoneWarnings},
+                                           {TextId::SimulationDone, TextId::SimulationDoneWarnings}};
+    if (isDone)
+        TellNote(burn.task, kDone[burn.options.simulates][burn.hasWarnings]);
+    else
+        ReportError(burn.task, Text(burn.task.session.texts()[TextId::BurningFailed]));
+}
+
+}  // namespace
+
+Status BurnImage(Task& task, const BurnRequest& request) {
+    DiscBurn burn{.task = task, .drive = request.drive, .options = request.options};
+    constexpr std::uint32_t kLargestChunk = 32;
+    burn.blocks = (request.source.sectorCount + kLargestChunk / 2 - 1) / (kLargestChunk / 2) * (kLargestChunk / 2);
+    if (!CheckDisc(burn, request.source.sectorSize)) return Status::Failed;
+    burn.blocks = (request.source.sectorCount + burn.chunk() - 1) / burn.chunk() * burn.chunk();
+
+    // A source that cannot be read shows itself before the disc is touched.
+    const auto buffer = CreateBurnBuffer(task, request.source);
+    bool isDone = false;
+    if (buffer != nullptr) {
+        TellNote(task, TextId::PreparingMedia);
+        SetSpeed(burn);
+        isDone = PrepareMedia(burn);
+        if (isDone && !WriteDisc(burn, request.source, *buffer)) {
+            AbandonDisc(burn);
+            isDone = false;
+        }
+        RestoreDrive(burn);
+    }
+    TellOutcome(burn, isDone);
+    return isDone ? Status::Ok : Status::Failed;
+}
+
+}  // namespace tovlark

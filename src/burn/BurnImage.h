@@ -1,0 +1,27 @@
+#pragma once
+
+#include "app/session/Task.h"
+#include "base/Status.h"
+#include "burn/DiscBurn.h"
+#include "burn/SectorSource.h"
+#include "optical/Drive.h"
+
+namespace tovlark {
+
+/// What is burned, and where. The drive is this process's alone.
+struct BurnRequest {
+    Drive drive;
+    SectorSource source;
+    BurnOptions options;
+};
+
+/// Burns the source on the disc in the drive, from its first block on; a rewritable disc that is not empty is erased if
+/// the user agrees. Each failure is reported, and so is the outcome. Once the task is cancelled the disc is left as
+/// usable as its kind allows, and what state that is is said.
+Status BurnImage(Task& task, const BurnRequest& request);
+
+/// Checks that come before anything is done to the disc: whether it can be burned as the options say. Fills in the
+/// medium. False after a message.
+[[nodiscard]] bool CheckDisc(DiscBurn& burn, std::uint32_t sectorSize);
+
+}  // namespace tovlark

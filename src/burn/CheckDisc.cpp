@@ -1,0 +1,112 @@
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "base/Sectors.h"
+#include "burn/BurnImage.h"
+#include "burn/Erase.h"
+#include "optical/DiscSummary.h"
+#include "optical/SendCommand.h"
+
+namespace tovlark {
+
+namespace {
+
+bool Fail(DiscBurn& burn, TextId text, std::initializer_list<FormatArgument> arguments = {}) {
+    ReportError(burn.task, burn.task.session.texts().format(text, arguments));
+    return false;
+}
+
+/// What a disc holds, as far as writing from its first block goes.
+enum class DiscFill : std::uint8_t { Blank, Appendable, Full, Unknown };
+
+/// A disc that can be written anywhere holds something when its first blocks do.
+DiscFill FillOfOverwritable(Drive drive) {
+    constexpr std::uint16_t kLooked = 32;
+    std::vector<std::byte> buffer(kLooked * std::size_t{kSectorSize});
+    ReplyView reply;
+    if (!ReceiveData(drive, Read10(Lba{0}, kLooked), buffer, reply)) return DiscFill::Blank;  // never written
+    return std::ranges::all_of(reply.bytes(), [](std::byte byte) { return byte == std::byte{0}; }) ? DiscFill::Blank
+                                                                                                   : DiscFill::Full;
+}
+
+/// What the disc holds. On one that takes more, the burn goes to the track that is written next.
+DiscFill FillOf(DiscBurn& burn) {
+    const BurnKind kind = burn.kind();
+    if (kind == BurnKind::DvdRam || kind == BurnKind::DvdPlusRw || kind == BurnKind::BdRe ||
+        burn.type == MediaType::DvdRwRestricted)
+        return FillOfOverwritable(burn.drive);
+    std::array<std::byte, 34> buffer;
+    ReplyView reply;
+    if (!ReceiveData(burn.drive, ReadDiscInformation(buffer.size()), buffer, reply) || !reply.has(3))
+        return DiscFill::Unknown;
+    constexpr DiscFill kByStatus[] = {DiscFill::Blank, DiscFill::Appendable, DiscFill::Full, DiscFill::Unknown};
+    const DiscFill fill = kByStatus[reply.u8(2) & 3];  // MMC-6 6.21.3.1.2
+    if (fill == DiscFill::Appendable) burn.track = static_cast<std::uint16_t>(reply.u8(6) | reply.u8(11) << 8);
+    return fill;
+}
+
+/// True when the drive can write such a disc with the laser off.
+bool CanTestWrite(const DiscBurn& burn) {
+    constexpr std::uint16_t kCdMastering = 0x002E, kDvdWrite = 0x002F;
+    constexpr std::size_t kFeature = 8, kFlags = kFeature + 4;
+    constexpr unsigned kTestWrite = 2;
+    const std::uint16_t feature = burn.kind() == BurnKind::Cd ? kCdMastering : kDvdWrite;
+    std::array<std::byte, 16> buffer;
+    ReplyView reply;
+    return ReceiveData(burn.drive, GetConfiguration(FeatureScope::One, feature, buffer.size()), buffer, reply) &&
+           reply.be16(kFeature) == feature && reply.bit(kFlags, kTestWrite);
+}
+
+bool MaySimulate(DiscBurn& burn, const Text& name) {
+    const BurnKind kind = burn.kind();
+    const bool staysOpen = burn.type == MediaType::DvdRwRestricted || !burn.options.finalises;
+    if (kind == BurnKind::DvdRw && staysOpen)
+        return Fail(burn, TextId::MediaSimulationRefused, {burn.task.session.texts()[TextId::DvdRwMultisession]});
+    if (kind != BurnKind::Cd && kind != BurnKind::DvdR && kind != BurnKind::DvdRw)
+        return Fail(burn, TextId::MediaSimulationRefused, {name});
+    return CanTestWrite(burn) || Fail(burn, TextId::SimulationRefused);
+}
+
+/// True once the disc was erased.
+bool ErasesDisc(DiscBurn& burn) {
+    static constexpr PromptRow kErase{TextId::EraseItNow, Answer::Yes | Answer::No, Answer::No};
+    TellNote(burn.task, TextId::DiscNotEmpty);
+    TellNote(burn.task, TextId::AllDataErased);
+    if (burn.task.session.prompt(kErase) != Answer::Yes) return Fail(burn, TextId::BurnCanceled);
+    if (EraseDisc(burn.task, {.drive = burn.drive}) != Status::Ok) return false;
+    burn.type = DetectMediaType(burn.drive);
+    return true;
+}
+
+bool IsEmpty(DiscBurn& burn) {
+    const DiscFill fill = FillOf(burn);
+    if (fill == DiscFill::Unknown) return Fail(burn, TextId::BlankCheckFailed);
+    if (fill == DiscFill::Blank) return true;
+    // What can be erased is not appended to: an image that is laid out for the start of a disc belongs there.
+    if (EraseKindOf(burn.type)) return ErasesDisc(burn);
+    return fill == DiscFill::Appendable || Fail(burn, TextId::InsertBlankDisc);
+}
+
+}  // namespace
+
+bool CheckDisc(DiscBurn& burn, std::uint32_t sectorSize) {
+    DriveEntry entry;
+    ReadDiscSummary(burn.task.session.texts(), entry, burn.drive, SummaryParts::Everything);
+    burn.type = entry.mediaType;
+    const Text name = MediaTypeName(burn.task.session.texts(), burn.type);
+    if (burn.type == MediaType::None) return Fail(burn, TextId::MediaDetectFailed);
+    if (burn.kind() == BurnKind::None) return Fail(burn, TextId::InsertBlankDisc);
+    if (burn.kind() == BurnKind::Cd) return Fail(burn, TextId::NotInThisBuild, {u"burn-image (CD)"});
+    if (burn.type == MediaType::DvdRDual && !burn.options.finalises) return Fail(burn, TextId::DualLayerUnfinalized);
+    if (burn.kind() == BurnKind::BdRandom) return Fail(burn, TextId::RandomModeRefused, {name});
+    if (burn.options.simulates && !MaySimulate(burn, name)) return false;
+    if (sectorSize != kSectorSize && burn.kind() != BurnKind::Cd) return Fail(burn, TextId::OnlyForCd);
+    if (burn.kind() == BurnKind::DvdRam && entry.totalBlocks < burn.blocks) {
+        ReportError(burn.task, ReportShortage(burn.task.session.texts(), burn.blocks, entry.totalBlocks));
+        return false;
+    }
+    return IsEmpty(burn);
+}
+
+}  // namespace tovlark

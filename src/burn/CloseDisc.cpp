@@ -1,0 +1,111 @@
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+#include "burn/DiscBurn.h"
+#include "burn/WriteParameters.h"
+#include "optical/SendCommand.h"
+
+namespace tovlark {
+
+namespace {
+
+// Functions of CLOSE TRACK/SESSION (MMC-6 6.3.2.3); 0 in the table below: nothing is sent.
+constexpr std::uint8_t kTrack = 1, kSession = 2, kFinalPlusR = 5, kFinal = 6;
+
+/// What is sent to close a disc: a function for the track, then one for the session.
+struct CloseRow {
+    BurnKind kind;
+    std::uint8_t track, session, finalSession;
+    bool toleratesFailure = false;
+    bool waitsOnce = false;  // even if nothing was sent for the session
+};
+
+constexpr CloseRow kCloses[] = {
+    {BurnKind::DvdR, kTrack, kSession, kSession},
+    {BurnKind::DvdRw, 0, kSession, kSession, /*toleratesFailure*/ true},
+    {BurnKind::DvdRam, 0, 0, 0},
+    {BurnKind::DvdPlusR, kTrack, kSession, kFinalPlusR},
+    {BurnKind::DvdPlusRw, 0, kSession, kSession},
+    {BurnKind::BdSequential, kTrack, kSession, kFinal},
+    {BurnKind::BdPseudo, kTrack, 0, kFinal, false, /*waitsOnce*/ true},
+    {BurnKind::BdRe, 0, 0, 0},
+};
+
+constexpr std::uint32_t kSynchronizePolls = 1800, kStopFormatPolls = 480;
+
+bool SendClose(DiscBurn& burn, std::uint8_t function, std::uint32_t polls) {
+    return SendPlain(burn.drive, CloseTrackSession(function, burn.track, Immed::Yes)) &&
+           WaitUntilReady(burn.drive, polls);
+}
+
+/// A DVD+RW formats itself on in the background until it is told to stop.
+void StopBackgroundFormat(DiscBurn& burn) {
+    constexpr unsigned kRunning = 2;  // byte 7, MMC-6 6.21.3.1.10
+    std::array<std::byte, 34> buffer;
+    ReplyView reply;
+    if (!ReceiveData(burn.drive, ReadDiscInformation(buffer.size()), buffer, reply) || !reply.has(8) ||
+        (reply.u8(7) & 3) != kRunning)
+        return;
+    TellNote(burn.task, TextId::StoppingFormatting);
+    if (SendClose(burn, kSession, kStopFormatPolls)) TellNote(burn.task, TextId::FormattingStopped);
+}
+
+}  // namespace
+
+void ReportDriveFailure(DiscBurn& burn, BurnPlace place) {
+    const Texts& texts = burn.task.session.texts();
+    ReportError(burn.task, texts.format(TextId::DriveErrorSentence,
+                                        {texts[TextId::BurningFailed], static_cast<std::int32_t>(place),
+                                         GetLastDriveError(burn.drive)}));
+}
+
+bool SynchronizeDisc(DiscBurn& burn) {
+    TellNote(burn.task, TextId::SynchronizingCache);
+    if (SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) && WaitUntilReady(burn.drive, kSynchronizePolls))
+        return true;
+    ReportError(burn.task, Text(burn.task.session.texts()[TextId::SynchronizingFailed]));
+    return false;
+}
+
+bool CloseDisc(DiscBurn& burn) {
+    const bool finalises = burn.options.finalises;
+    const std::uint32_t polls = CloseBudget(burn.type, burn.written);
+    TellNote(burn.task, finalises ? TextId::FinalizingMedia : TextId::ClosingSession);
+    if (!SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) || !WaitUntilReady(burn.drive, polls)) {
+        ReportDriveFailure(burn, BurnPlace::Synchronize);
+        return false;
+    }
+    const auto row = std::ranges::find(kCloses, burn.kind(), &CloseRow::kind);
+    if (row == std::end(kCloses) || burn.isAtOnce()) return true;  // a disc at once is closed by the drive
+    if (row->track != 0 && !SendClose(burn, row->track, polls)) {
+        ReportDriveFailure(burn, BurnPlace::CloseTrack);
+        return false;
+    }
+    const std::uint8_t session = finalises ? row->finalSession : row->session;
+    const bool isClosed =
+        session != 0 ? SendClose(burn, session, polls) : !row->waitsOnce || WaitUntilReady(burn.drive, polls);
+    if (isClosed || row->toleratesFailure) return true;
+    ReportDriveFailure(burn, BurnPlace::CloseSession);
+    return false;
+}
+
+void AbandonDisc(DiscBurn& burn) {
+    if (burn.kind() == BurnKind::DvdPlusRw) StopBackgroundFormat(burn);
+    if (burn.options.simulates || burn.written == 0) return;
+    const std::uint32_t polls = CloseBudget(burn.type, burn.written);
+    const auto row = std::ranges::find(kCloses, burn.kind(), &CloseRow::kind);
+    const bool isWritten = SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) && WaitUntilReady(burn.drive, polls);
+    const bool isClosed = isWritten && row != std::end(kCloses) && row->track != 0 &&
+                          SendClose(burn, row->track, polls) && !burn.isAtOnce();
+    TellNote(burn.task, isClosed ? TextId::BurnLeftOpen : TextId::BurnLeftUnusable);
+}
+
+void RestoreDrive(DiscBurn& burn) {
+    if (!burn.setsParameters || !burn.options.simulates) return;
+    const WriteMode mode{.atOnce = burn.isAtOnce(), .leavesOpen = !burn.options.finalises};
+    // Nobody can do more about a drive that does not take it, but the log tells.
+    (void)SelectWriteParameters(burn.drive, mode);
+}
+
+}  // namespace tovlark
