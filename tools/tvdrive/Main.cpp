@@ -2,6 +2,7 @@
 
 #include <CLI/CLI.hpp>
 #include <algorithm>
+#include <map>
 #include <sstream>
 
 #include "app/drives/Verbs.h"
@@ -25,6 +26,8 @@ struct Tool {
     ConsoleSession session{StandardStreams(), texts, clock, flags()};
     Task task{session, settings, log, clock, flags()};
     std::string letter, model, speed = "fast", device, path, media, output;
+    std::vector<std::string> readErrors, slowBlocks, writeErrors, refusedOpcodes;
+    FaultWords faults;
     std::uint32_t blocks = 0;
     bool isJson = false, isYes = false, isLogOn = false, isLogOff = false, isLogCleared = false;
 
@@ -41,6 +44,12 @@ struct Tool {
 };
 
 std::string Utf8(const Tool& tool, TextId id) { return ToUtf8(tool.texts[id]); }
+
+std::vector<Text> InUtf16(const std::vector<std::string>& words) {
+    std::vector<Text> texts;
+    for (const std::string& word : words) texts.push_back(FromUtf8(word));
+    return texts;
+}
 
 /// Adds the verbs; each runs when its words have been read.
 class CommandLine {
@@ -62,6 +71,7 @@ public:
         letter(verb("eject", TextId::TvdriveEject, [](Tool& t) { return EjectDisc(t.task, FromUtf8(t.letter)); }));
         json(letter(verb("info", TextId::TvdriveInfo,
                          [](Tool& t) { return ShowDrive(t.task, FromUtf8(t.letter), t.form()); })));
+        addFault();
         addLog();
         CLI::App* exported = yes(verb("export", TextId::TvdriveExport, [](Tool& t) {
             return ExportDisc(t.task, FromUtf8(t.path), FromUtf8(t.output));
@@ -111,6 +121,30 @@ private:
         made->add_option("--media", tool_.media, Utf8(tool_, TextId::TvdriveMedia))->required();
         made->add_option("--blocks", tool_.blocks, Utf8(tool_, TextId::TvdriveBlocks))
             ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{0xFFFFFFFF}));
+    }
+    void addFault() {
+        CLI::App* fault = letter(verb("fault", TextId::TvdriveFault, [](Tool& t) {
+            t.faults.readErrors = InUtf16(t.readErrors);
+            t.faults.slowBlocks = InUtf16(t.slowBlocks);
+            t.faults.writeErrors = InUtf16(t.writeErrors);
+            t.faults.refusedOpcodes = InUtf16(t.refusedOpcodes);
+            return PlantFaults(t.task, FromUtf8(t.letter), t.faults);
+        }));
+        const std::map<std::string, BusyFault> kinds{
+            {"still", BusyFault::Still}, {"transient", BusyFault::Transient}, {"forever", BusyFault::Forever}};
+        const auto option = [&](const char* word, auto& target, TextId meaning) {
+            return fault->add_option(word, target, Utf8(tool_, meaning));
+        };
+        option("--read-error", tool_.readErrors, TextId::FaultReadError);
+        option("--slow", tool_.slowBlocks, TextId::FaultSlow);
+        option("--write-error", tool_.writeErrors, TextId::FaultWriteError);
+        CLI::Option* busy = option("--busy", tool_.faults.busy, TextId::FaultBusy);
+        busy->transform(CLI::CheckedTransformer(kinds, CLI::ignore_case));
+        option("--after", tool_.faults.busyAfter, TextId::FaultAfter)->needs(busy);
+        option("--transport-error", tool_.faults.transportError, TextId::FaultTransport)->check(CLI::PositiveNumber);
+        option("--power-loss", tool_.faults.powerLoss, TextId::FaultPower)->check(CLI::PositiveNumber);
+        option("--refuse", tool_.refusedOpcodes, TextId::FaultRefuse);
+        fault->add_flag("--clear", tool_.faults.clears, Utf8(tool_, TextId::FaultClear));
     }
     void addLog() {
         CLI::App* log = json(letter(verb("log", TextId::TvdriveLog, [](Tool& t) {

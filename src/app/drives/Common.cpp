@@ -46,6 +46,12 @@ std::optional<char16_t> LetterOf(Task& task, const Text& word) {
     return letter;
 }
 
+std::vector<std::pair<std::string, std::string>> PlantedFaults(const DriveFaults& faults) {
+    auto entries = FaultEntries(faults);
+    std::erase_if(entries, [](const auto& entry) { return entry.second.empty(); });
+    return entries;
+}
+
 bool IsSimulated(Task& task, char16_t letter) { return TargetOf(task, letter).starts_with(kSimulatedPrefix); }
 
 std::optional<SimulatedLetter> FindSimulated(Task& task, const Text& word) {

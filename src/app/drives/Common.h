@@ -2,6 +2,9 @@
 
 #include <initializer_list>
 #include <optional>
+#include <string>
+#include <utility>
+#include <vector>
 
 #include "app/session/Task.h"
 #include "base/Format.h"
@@ -29,6 +32,9 @@ struct SimulatedLetter {
     Text path;
     DriveDescription description;
 };
+
+/// The faults that there are, by name and value.
+std::vector<std::pair<std::string, std::string>> PlantedFaults(const DriveFaults& faults);
 
 bool IsSimulated(Task& task, char16_t letter);
 /// Nothing, after words that say why, for another letter or a description that cannot be read.

@@ -160,6 +160,12 @@ std::string_view FeatureName(std::uint16_t code) {
     return found != std::end(kFeatures) && found->code == code ? found->name : std::string_view();
 }
 
+Text DescribeFaults(const std::vector<std::pair<std::string, std::string>>& faults) {
+    Table table;
+    for (const auto& [name, value] : faults) table.addRow({FromUtf8(name), FromUtf8(value)});
+    return table.page(u"  ");
+}
+
 Text DescribeFacts(const Texts& texts, const DriveFacts& facts, TextView target) {
     const auto& [vendor, product, revision] = facts.identity;
     const DriveEntry& entry = facts.entry;
@@ -183,6 +189,7 @@ Text DescribeFacts(const Texts& texts, const DriveFacts& facts, TextView target)
     Text page = table.page();
     if (!facts.tracks.empty()) page += Text(texts[TextId::InfoTracks]) + u"\n" + TrackTable(texts, facts);
     if (!facts.features.empty()) page += Text(texts[TextId::InfoFeatures]) + u"\n" + FeatureTable(texts, facts);
+    if (!facts.faults.empty()) page += Text(texts[TextId::InfoFaults]) + u"\n" + DescribeFaults(facts.faults);
     return page;
 }
 

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "base/Text.h"
@@ -25,12 +27,16 @@ struct DriveFacts {
     std::vector<TrackInformation> tracks;
     std::vector<std::uint32_t> writeSpeeds;  // KB/s
     std::vector<FeatureFacts> features;
+    std::vector<std::pair<std::string, std::string>> faults;  // planted in a simulated drive: name and value
 };
 
 DriveFacts ReadDriveFacts(const Texts& texts, Drive drive);
 
 /// The standard's name of a feature; empty for one that this program does not know.
 std::string_view FeatureName(std::uint16_t code);
+
+/// Faults as lines to read, each ended by LF.
+Text DescribeFaults(const std::vector<std::pair<std::string, std::string>>& faults);
 
 /// The facts as lines to read, each ended by LF; `target` is what the letter stands for.
 Text DescribeFacts(const Texts& texts, const DriveFacts& facts, TextView target);

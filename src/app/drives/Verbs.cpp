@@ -213,7 +213,10 @@ Status ShowDrive(Task& task, const Text& letterWord, OutputForm form) {
         WriteErrorLine(DescribeFault(texts, *letter, fault));
         return Status::Failed;
     }
-    const DriveFacts facts = ReadDriveFacts(texts, drive.get());
+    DriveFacts facts = ReadDriveFacts(texts, drive.get());
+    if (IsSimulated(task, *letter))
+        if (const auto simulated = FindSimulated(task, letterWord))
+            facts.faults = PlantedFaults(simulated->description.faults);
     const Text& target = drive.get().record->path;
     if (form == OutputForm::ForPrograms)
         PrintJson(task.session, FactsAsJson(texts, {*letter, target, false}, facts));

@@ -2,10 +2,12 @@
 
 #include <cstdint>
 #include <optional>
+#include <vector>
 
 #include "app/session/Task.h"
 #include "base/Status.h"
 #include "base/Text.h"
+#include "simdrive/Faults.h"
 
 namespace tovlark {
 
@@ -41,6 +43,16 @@ Status InsertDisc(Task& task, const Text& letter, const Text& path);
 Status EjectDisc(Task& task, const Text& letter);
 
 Status ShowDrive(Task& task, const Text& letter, OutputForm form);
+
+/// Faults to be planted, in the words of the command line: blocks are "100" or "100-199", operation codes "2A".
+struct FaultWords {
+    std::vector<Text> readErrors, slowBlocks, writeErrors, refusedOpcodes;
+    BusyFault busy = BusyFault::None;
+    std::uint32_t busyAfter = 0, transportError = 0, powerLoss = 0;
+    bool clears = false;
+};
+/// Adds faults to those that a simulated drive has, or to none when `clears`, and shows what it has then.
+Status PlantFaults(Task& task, const Text& letter, const FaultWords& words);
 
 enum class LogAction : std::uint8_t { Show, On, Off, Clear };
 /// Shows the commands that a simulated drive was sent while its log was on, or turns that on and off.

@@ -4,7 +4,7 @@
 
 namespace tovlark {
 
-/// One name for every text that people see, log lines included. Numbers and words stand in Texts.cpp, row by row in
+/// One name for every text that people see, log lines included. Numbers and words stand in TextRows.cpp, row by row in
 /// this order. Each room has its own range of numbers; a number, once given, keeps its meaning, because language files
 /// hold it.
 enum class TextId : std::uint16_t {
@@ -439,6 +439,7 @@ enum class TextId : std::uint16_t {
     InfoCurrent,
     ExportStep,
     TvdriveLogClear,
+    TvdriveFault,
     ColumnSession,
     ColumnTrack,
     ColumnKind,
@@ -454,6 +455,19 @@ enum class TextId : std::uint16_t {
     TrackBlank,
     TrackReserved,
     TrackOpen,
+    FaultReadError,
+    FaultSlow,
+    FaultWriteError,
+    FaultBusy,
+    FaultAfter,
+    FaultTransport,
+    FaultPower,
+    FaultRefuse,
+    FaultClear,
+    InfoFaults,
+    NoBlockRange,
+    NoOperationCode,
+    NoFaults,
     // Counts the rows
     Count,
 };
