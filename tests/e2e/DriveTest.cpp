@@ -145,6 +145,19 @@ TEST_F(DriveTool, AsksBeforeItReplacesAFile) {
     EXPECT_EQ(run({"new", "a.tvdisc", "--media", "DVD-RAM", "-y"}).status, 0);
 }
 
+TEST_F(DriveTool, PlantsFaults) {
+    makeDrive("DVD+R");
+    done({"fault", "F:", "--read-error", "100-199", "--read-error", "7", "--refuse", "0x5b"});
+    done({"fault", "F:", "--busy", "transient", "--after", "5", "--power-loss", "3"});
+    EXPECT_EQ(json({"info", "F:"})["faults"],
+              (Json{{"ReadErrors", "100-199,7"}, {"Busy", "transient,5"}, {"PowerLoss", "3"}, {"Refuse", "5B"}}));
+    EXPECT_THAT(done({"fault", "F:", "--clear", "--slow", "1"}),
+                AllOf(HasSubstr("SlowBlocks"), Not(HasSubstr("Busy"))));
+    EXPECT_EQ(run({"fault", "F:", "--write-error", "9-3"}).status, kFailed);
+    EXPECT_EQ(run({"fault", "F:", "--refuse", "100"}).status, kFailed);
+    EXPECT_THAT(done({"fault", "F:", "--clear"}), HasSubstr("no planted faults"));
+}
+
 TEST_F(DriveTool, ExportsWhatADiscHolds) {
     std::string data;
     for (char fill = 'a'; fill < 'a' + 20; ++fill) data += std::string(kBlock, fill);

@@ -149,6 +149,7 @@ TEST(Completion, BashOffersWhatFits) {
         {"tvdrive in", {"insert", "info"}},
         {"tvdrive list ", {"--json", "--help"}},
         {"tvdrive log F: --o", {"--on", "--off"}},
+        {"tvdrive fault F: --busy f", {"forever"}},
         {"tvdrive insert F: ", {"-o default"}},
         {"tvdrive new a.tvdisc --media DVD+RW", {"DVD+RW", "DVD+RW DL", "-o filenames"}},
         {"tvdrive add F: --speed r", {"real"}},

@@ -55,10 +55,10 @@ std::string Table() {
 /// What each verb of tvdrive is for, as an array.
 std::string Verbs() {
     constexpr std::pair<std::string_view, TextId> kVerbs[] = {
-        {"list", TextId::TvdriveList},     {"add", TextId::TvdriveAdd},   {"map", TextId::TvdriveMap},
-        {"remove", TextId::TvdriveRemove}, {"new", TextId::TvdriveNew},   {"insert", TextId::TvdriveInsert},
-        {"eject", TextId::TvdriveEject},   {"info", TextId::TvdriveInfo}, {"log", TextId::TvdriveLog},
-        {"export", TextId::TvdriveExport},
+        {"list", TextId::TvdriveList},     {"add", TextId::TvdriveAdd},       {"map", TextId::TvdriveMap},
+        {"remove", TextId::TvdriveRemove}, {"new", TextId::TvdriveNew},       {"insert", TextId::TvdriveInsert},
+        {"eject", TextId::TvdriveEject},   {"info", TextId::TvdriveInfo},     {"fault", TextId::TvdriveFault},
+        {"log", TextId::TvdriveLog},       {"export", TextId::TvdriveExport},
     };
     const Texts texts;
     std::string purposes = "    local -A purposes=(\n";

@@ -23,7 +23,13 @@ _tvdrive()
             done
             return
             ;;
-        --model | --blocks) return ;;
+        --busy)
+            for word in still transient forever; do
+                [[ $word == "$current"* ]] && COMPREPLY+=("$word")
+            done
+            return
+            ;;
+        --model | --blocks | --read-error | --slow | --write-error | --after | --transport-error | --power-loss | --refuse) return ;;
     esac
 
     case $verb in
@@ -33,6 +39,7 @@ _tvdrive()
         map | insert) options='--help' files=yes ;;
         new) options='--media --blocks --yes --help' files=yes ;;
         info) options='--json --help' ;;
+        fault) options='--read-error --slow --write-error --busy --after --transport-error --power-loss --refuse --clear --help' ;;
         log) options='--on --off --clear --json --help' ;;
         export) options='--yes --help' files=yes ;;
         *) options='--help' ;;
