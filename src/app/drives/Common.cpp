@@ -68,7 +68,9 @@ std::optional<SimulatedLetter> FindSimulated(Task& task, const Text& word) {
     SimulatedLetter drive{*letter, target.substr(kSimulatedPrefix.size()), {}};
     const SystemError error = ReadDriveDescription(drive.path, drive.description);
     if (!error.failed()) return drive;
-    const TextId text = IsNotFound(error) ? TextId::SimDriveMissing : TextId::DriveNotOpened;
+    const TextId text = IsNotFound(error)          ? TextId::SimDriveMissing
+                        : IsLockedElsewhere(error) ? TextId::SimDriveBusy
+                                                   : TextId::DriveNotOpened;
     Complain(task, text, {*letter, drive.path, DescribeError(error)});
     return std::nullopt;
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "app/drives/Common.h"
 #include "app/drives/DriveJson.h"
@@ -205,6 +206,13 @@ Status EjectDisc(Task& task, const Text& letterWord) {
 Status ShowDrive(Task& task, const Text& letterWord, OutputForm form) {
     const auto letter = LetterOf(task, letterWord);
     if (!letter) return Status::Failed;
+    // Before the drive is opened: its description is locked then.
+    std::vector<std::pair<std::string, std::string>> faults;
+    if (IsSimulated(task, *letter)) {
+        const auto simulated = FindSimulated(task, letterWord);
+        if (!simulated) return Status::Failed;
+        faults = PlantedFaults(simulated->description.faults);
+    }
     const Texts& texts = task.session.texts();
     const DriveMap map = MapAllDrives(task);
     DriveFault fault;
@@ -214,9 +222,7 @@ Status ShowDrive(Task& task, const Text& letterWord, OutputForm form) {
         return Status::Failed;
     }
     DriveFacts facts = ReadDriveFacts(texts, drive.get());
-    if (IsSimulated(task, *letter))
-        if (const auto simulated = FindSimulated(task, letterWord))
-            facts.faults = PlantedFaults(simulated->description.faults);
+    facts.faults = std::move(faults);
     const Text& target = drive.get().record->path;
     if (form == OutputForm::ForPrograms)
         PrintJson(task.session, FactsAsJson(texts, {*letter, target, false}, facts));

@@ -5,6 +5,7 @@
 #include "app/command/OptionTable.h"
 #include "app/command/ParseCommandLine.h"
 #include "base/Dates.h"
+#include "platform/Paths.h"
 #include "support/CommandLine.h"
 #include "support/TempFolder.h"
 
@@ -277,10 +278,12 @@ TEST(ParseCommandLine, AddsAndDeletesInOrder) {
 }
 
 TEST(ParseCommandLine, EndsAtOnceWhenAnAddedPathIsMissing) {
-    CommandLine line({u"-add", u"/no such thing", u"/", u"unheard-of"});
+    const Text missing = FullPath(u"no such thing");
+    CommandLine line({u"-add", missing, u"/", u"unheard-of"});
     EXPECT_EQ(line.parse(), Status::Failed);
     EXPECT_EQ(line.context.endStatus, Status::Failed);
-    EXPECT_EQ(line.output(), "Adding /no such thing \r\nCannot find file or folder: /no such thing\r\n");
+    const std::string path = ToUtf8(missing);
+    EXPECT_EQ(line.output(), "Adding " + path + " \r\nCannot find file or folder: " + path + "\r\n");
 }
 
 TEST(ParseCommandLine, StopsBetweenWordsOnceCancelled) {
