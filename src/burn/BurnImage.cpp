@@ -5,6 +5,7 @@
 
 #include "base/Hex.h"
 #include "burn/BurnBuffer.h"
+#include "burn/Verify.h"
 #include "optical/SendCommand.h"
 #include "optical/Speeds.h"
 
@@ -128,7 +129,7 @@ Status BurnImage(Task& task, const BurnRequest& request) {
     burn.blocks = (request.source.sectorCount + burn.chunk() - 1) / burn.chunk() * burn.chunk();
 
     // A source that cannot be read shows itself before the disc is touched.
-    const auto buffer = CreateBurnBuffer(task, request.source);
+    auto buffer = CreateBurnBuffer(task, request.source);
     bool isDone = false;
     if (buffer != nullptr) {
         TellNote(task, TextId::PreparingMedia);
@@ -140,8 +141,14 @@ Status BurnImage(Task& task, const BurnRequest& request) {
         }
         RestoreDrive(burn);
     }
+    buffer.reset();  // verification reads the source through one of its own
     TellOutcome(burn, isDone);
-    return isDone ? Status::Ok : Status::Failed;
+    if (!isDone) return Status::Failed;
+    if (!request.options.verifies) return Status::Ok;
+    AbortQuestion ownQuestion;
+    const VerifyRequest verification{request.drive, request.source, burn.start,
+                                     request.abortQuestion != nullptr ? *request.abortQuestion : ownQuestion};
+    return VerifyDisc(task, verification) == VerifyOutcome::Passed ? Status::Ok : Status::Failed;
 }
 
 }  // namespace tovlark

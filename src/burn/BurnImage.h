@@ -8,16 +8,19 @@
 
 namespace tovlark {
 
+class AbortQuestion;
+
 /// What is burned, and where. The drive is this process's alone.
 struct BurnRequest {
     Drive drive;
     SectorSource source;
     BurnOptions options;
+    AbortQuestion* abortQuestion = nullptr;  // of the drives that burn side by side; null: alone
 };
 
 /// Burns the source on the disc in the drive, from its first block on; a rewritable disc that is not empty is erased if
-/// the user agrees. Each failure is reported, and so is the outcome. Once the task is cancelled the disc is left as
-/// usable as its kind allows, and what state that is is said.
+/// the user agrees. Then it is verified, if the options say so. Each failure is reported, and so is the outcome. Once
+/// the task is cancelled the disc is left as usable as its kind allows, and what state that is is said.
 Status BurnImage(Task& task, const BurnRequest& request);
 
 /// Checks that come before anything is done to the disc: whether it can be burned as the options say. Fills in the

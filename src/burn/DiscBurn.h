@@ -12,6 +12,7 @@ namespace tovlark {
 /// How discs are burned.
 struct BurnOptions {
     bool finalises = false, simulates = false;
+    bool verifies = false;                   // reads the disc back and compares it
     std::uint32_t kbPerSecond = 0xFFFFFFFF;  // of writing; all ones: the greatest speed
     std::uint32_t speedUnit = 0;             // the single speed that it was given in; 0: not given
 };

@@ -29,6 +29,7 @@ std::uint32_t UnitOf(SpeedMedia media) {
 BurnOptions OptionsOf(const Task& task, const CommandRequest& request) {
     BurnOptions options{.finalises = task.settings.getInt(kFinalizeDisc) != 0,
                         .simulates = task.settings.getInt(kSimulateBurn) != 0,
+                        .verifies = request.has(Switch::Verify),
                         .speedUnit = UnitOf(request.speedMedia)};
     const double rate = std::round(request.speedFactor * options.speedUnit);
     if (rate >= 1 && rate < kMaximumSpeed) options.kbPerSecond = static_cast<std::uint32_t>(rate);
@@ -55,10 +56,14 @@ Status BurnImageFile(Task& task, const CommandRequest& request) {
         ReportError(task, task.session.texts().format(TextId::CannotOpenImage, {request.source, DescribeError(error)}));
         return Status::Failed;
     }
+    const BurnOptions options = OptionsOf(task, request);
+    if (options.simulates && options.verifies) {
+        ReportError(task, Text(task.session.texts()[TextId::VerifyNotSimulated]));
+        return Status::Failed;
+    }
     const OpenedDrive drive = TakeDrive(task, *ParseDrive(request.target));
     if (!drive) return Status::Failed;
-    const Status status =
-        BurnImage(task, {.drive = drive.get(), .source = files.source(), .options = OptionsOf(task, request)});
+    const Status status = BurnImage(task, {.drive = drive.get(), .source = files.source(), .options = options});
     UnlockVolume(drive.get());
     if (request.has(Switch::Eject) && status == Status::Ok &&
         !SendPlain(drive.get(), StartStopUnit(UnitAction::Eject, Immed::No)))

@@ -106,7 +106,6 @@ Status RunBurnImage(CommandContext& context) {
     }
     if (!FindDrive(context, request.target)) return Status::Failed;
     if (EqualsIgnoringCase(ExtensionOf(request.source), u"cue")) return NotInThisBuild(context, u"burn-image (CUE)");
-    if (request.has(Switch::Verify)) return NotInThisBuild(context, u"burn-image -verify");
     return BurnImageFile(context.task, request);
 }
 

@@ -1,0 +1,151 @@
+#include "burn/Verify.h"
+
+#include <algorithm>
+#include <optional>
+#include <vector>
+
+#include "base/DiscLayout.h"
+#include "burn/BurnBuffer.h"
+#include "burn/DamagedFiles.h"
+#include "optical/SectorReader.h"
+#include "optical/SendCommand.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::uint32_t kChunk = 16;  // sectors that are compared at once
+constexpr std::uint32_t kPauseMilliseconds = 1000, kReadyPolls = 120;
+
+/// Has the medium stop and start again, so that what is read comes from it. A drive that keeps turning is read all the
+/// same.
+bool RestartMedium(Task& task, Drive drive) {
+    task.clock.sleep(task.clock.self, kPauseMilliseconds);
+    for (const UnitAction action : {UnitAction::Stop, UnitAction::Start})
+        static_cast<void>(SendPlain(drive, StartStopUnit(action, Immed::No)));
+    return WaitUntilReady(drive, kReadyPolls);
+}
+
+class Verifier {
+public:
+    Verifier(Task& task, const VerifyRequest& request)
+        : task_(task),
+          request_(request),
+          reader_{.drive = request.drive,
+                  .form = request.source.sectorSize == kRawSectorSize ? SectorForm::Raw : SectorForm::Blocks},
+          scratch_(std::size_t{kChunk} * request.source.sectorSize),
+          read_(scratch_.size()) {}
+
+    VerifyOutcome run() {
+        const VerifyOutcome outcome = compareAll();
+        if (!damaged_.empty()) NameDamagedFiles(task_, request_.source, damaged_);
+        return outcome;
+    }
+
+private:
+    enum class ChunkEnd : std::uint8_t { Same, Ignored, Failed };
+
+    VerifyOutcome compareAll() {
+        const SectorSource& source = request_.source;
+        const auto buffer = CreateBurnBuffer(task_, source);
+        if (buffer == nullptr) return task_.flags.cancel ? VerifyOutcome::Cancelled : VerifyOutcome::Failed;
+        task_.session.beginStep(task_.session.texts()[TextId::VerifyingStep],
+                                std::uint64_t{source.sectorCount} * source.sectorSize);
+        bool hasErrors = false;
+        for (std::uint32_t done = 0; done < source.sectorCount;) {
+            if (request_.abortQuestion.isAnsweredYes(task_)) return VerifyOutcome::Cancelled;
+            const std::uint32_t count = std::min(kChunk, source.sectorCount - done);
+            const std::span<const std::byte> expected = buffer->lookAhead(scratch_, count);
+            if (expected.empty()) {
+                if (task_.flags.cancel) continue;  // asked about above
+                tell(TextId::ErrorReadingSource, done, count);
+                ReportFault(task_, buffer->fault());
+                return VerifyOutcome::Failed;
+            }
+            const ChunkEnd end = compareChunk(done, count, expected);
+            if (end == ChunkEnd::Failed) return VerifyOutcome::Failed;
+            hasErrors = hasErrors || end == ChunkEnd::Ignored;
+            buffer->consume(count);
+            done += count;
+            task_.session.addProgress(expected.size());
+        }
+        // Nothing read is nothing verified.
+        if (source.sectorCount == 0) return VerifyOutcome::Failed;
+        task_.session.finishStep();
+        task_.session.printDone();
+        return hasErrors ? VerifyOutcome::WithErrors : VerifyOutcome::Passed;
+    }
+
+    ChunkEnd compareChunk(std::uint32_t first, std::uint32_t count, std::span<const std::byte> expected) {
+        const std::span<std::byte> target = std::span(read_).first(expected.size());
+        const Lba place{static_cast<std::int32_t>(request_.start) + static_cast<std::int32_t>(first)};
+        while (true) {
+            if (!ReadSectors(reader_, place, count, target)) {
+                tell(TextId::ErrorReadingDiscData, first, count);
+                TellError(task_, TextId::PlaceAndCode,
+                          {task_.session.texts()[TextId::ErrorReadingDiscData], GetLastDriveError(request_.drive)});
+                damaged_.push_back({first, count});
+                return ChunkEnd::Failed;
+            }
+            if (std::ranges::equal(target, expected)) return ChunkEnd::Same;
+            tell(TextId::ErrorVerifyingData, first, count);
+            constexpr std::size_t kAbort = 0, kRetry = 1;
+            const std::size_t answer =
+                task_.session.promptListed(task_.session.texts()[TextId::AbortRetryIgnore], kAbort);
+            if (answer == kRetry) continue;
+            damaged_.push_back({first, count});
+            return answer == kAbort ? ChunkEnd::Failed : ChunkEnd::Ignored;
+        }
+    }
+
+    void tell(TextId what, std::uint32_t first, std::uint32_t count) {
+        const Texts& texts = task_.session.texts();
+        task_.session.print(u"\r\n");  // progress stands on the line
+        TellError(task_, texts.format(TextId::VerifyRange,
+                                      {texts[what], texts[TextId::SectorOffset], first, first + count - 1}));
+    }
+
+    Task& task_;
+    const VerifyRequest& request_;
+    const SectorReader reader_;
+    std::vector<std::byte> scratch_, read_;
+    std::vector<SectorRange> damaged_;
+};
+
+void TellOutcome(Task& task, VerifyOutcome outcome) {
+    switch (outcome) {
+        case VerifyOutcome::Passed: TellNote(task, TextId::VerifyDone); break;
+        case VerifyOutcome::WithErrors: ReportError(task, Text(task.session.texts()[TextId::VerifyDoneErrors])); break;
+        case VerifyOutcome::Failed: ReportError(task, Text(task.session.texts()[TextId::VerifyFailed])); break;
+        case VerifyOutcome::Cancelled: TellNote(task, TextId::VerifyCanceled); break;
+    }
+}
+
+}  // namespace
+
+bool AbortQuestion::isAnsweredYes(Task& task) {
+    const std::lock_guard guard(lock_);
+    if (aborts_) return true;
+    if (!task.flags.cancel) return false;
+    // While the flag is up nothing can be asked; the answer "Cancel" raises it, but means that nothing is broken off.
+    constexpr PromptRow kAbort{TextId::AbortVerification, Answer::Ok | Answer::Cancel, Answer::Ok};
+    task.flags.cancel = false;
+    task.session.print(u"\r\n");
+    aborts_ = task.session.prompt(kAbort) == Answer::Ok;
+    task.flags.cancel = aborts_;
+    return aborts_;
+}
+
+VerifyOutcome VerifyDisc(Task& task, const VerifyRequest& request) {
+    TellNote(task, TextId::VerifyingMedia);
+    VerifyOutcome outcome = VerifyOutcome::Failed;
+    if (RestartMedium(task, request.drive))
+        outcome = Verifier(task, request).run();
+    else
+        TellError(task, TextId::PlaceAndCode,
+                  {task.session.texts()[TextId::ErrorReadingDiscData], GetLastDriveError(request.drive)});
+    TellOutcome(task, outcome);
+    return outcome;
+}
+
+}  // namespace tovlark
