@@ -56,7 +56,7 @@ void NameDamagedFiles(Task& task, const SectorSource& source, std::span<const Se
     const ByteSource image = bytes.bytes();
     std::optional<VolumeFault> fault;
     const std::vector<VolumeKind> kinds = FindVolumes(image, fault);
-    const auto volume = kinds.empty() ? nullptr : OpenVolume(image, kinds.back(), fault);
+    const auto volume = kinds.empty() ? nullptr : OpenVolume(image, kinds.front(), fault);
     if (volume == nullptr) return;
 
     std::size_t count = 0;
