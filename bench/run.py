@@ -195,6 +195,7 @@ ROWS = {
 }
 STARTUP = "startup"
 DRIVE = "drive"
+BURN = "burn"
 
 
 @dataclass(frozen=True)
@@ -229,6 +230,8 @@ GOALS = (
     Goal(DRIVE, "wall of WRITE(10) against cp", 1 / 0.7, lambda of: of[DRIVE].writing),
     Goal(DRIVE, "wall of READ(10) against cp", 1 / 0.7, lambda of: of[DRIVE].reading),
     Goal(DRIVE, "microseconds of its own a command", 3, lambda of: of[DRIVE].own),
+    Goal(BURN, "wall of burn-image against cp", 1.6, lambda of: of[BURN].burning),
+    Goal(BURN, "wall of burn-image -verify against cp", 2.6, lambda of: of[BURN].verified),
 )
 
 
@@ -422,6 +425,63 @@ def run_drive(folder: str, scale: float, rounds: int) -> DriveFigures:
     return result
 
 
+@dataclass(frozen=True)
+class BurnFigures:
+    burning: float  # wall of burn-image on a simulated DVD+R against cp of the image
+    verified: float  # the same with -verify
+
+
+def run_burn(work: str, scale: float, rounds: int, environment: dict) -> BurnFigures:
+    megabytes = max(16, min(4400, round(4100 * scale)))
+    state = os.statvfs(work)
+    expect(state.f_bavail * state.f_frsize > 2.5 * megabytes * MB, f"needs {2.5 * megabytes / 1000:.1f} GB in {work}")
+    image, disc, copy = f"{work}/burn-image", f"{work}/burn.tvdisc", f"{work}/burn-copy"
+
+    def call(*words: str) -> float:
+        began = time.perf_counter()
+        subprocess.run(words, env=environment, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, check=True)
+        return time.perf_counter() - began
+
+    def burn(*switches: str) -> float:
+        remove(disc)
+        call(f"{PROGRAMS}/tvdrive", "new", disc, "--media", "DVD+R")
+        call(f"{PROGRAMS}/tvdrive", "insert", "F:", disc)
+        os.sync()
+        taken = call(f"{PROGRAMS}/tvcmd", "burn-image", image, "F:", *switches)
+        call(f"{PROGRAMS}/tvdrive", "eject", "F:")
+        remove(disc)
+        return taken
+
+    def copying() -> float:
+        os.sync()
+        taken = call("cp", "--reflink=never", image, copy)
+        remove(copy)
+        return taken
+
+    figures = []
+    try:
+        with open(image, "wb") as file:
+            for _ in range(megabytes):
+                file.write(os.urandom(MB))
+        call(f"{PROGRAMS}/tvdrive", "add", "F:")
+        for number in range(rounds + 1):
+            runs = (copying, burn, lambda: burn("-verify"))
+            taken = {}
+            for turn in range(3):  # the order rotates: whoever comes first pays for memory that has to be found
+                place = (number + turn) % 3
+                taken[place] = runs[place]()
+            if number > 0:
+                figures.append((taken[1] / taken[0], taken[2] / taken[0]))
+        call(f"{PROGRAMS}/tvdrive", "remove", "F:")
+    finally:
+        for path in (image, disc, copy):
+            remove(path)
+    result = BurnFigures(*(statistics.median(column) for column in zip(*figures)))
+    print(f"\n{BURN}: an image of {megabytes} MB burned on a simulated DVD+R in fast mode, against cp --reflink=never of it\n"
+          f"  burn-image {result.burning:.2f} x, with -verify {result.verified:.2f} x")
+    return result
+
+
 def machine(folder: str) -> str:
     with open("/proc/cpuinfo", encoding="utf-8") as lines:
         model = next((line.split(":", 1)[1].strip() for line in lines if line.startswith("model name")), "unknown processor")
@@ -446,7 +506,7 @@ def print_goals(results: dict, scale: float) -> None:
 
 def read_words() -> argparse.Namespace:
     parser = argparse.ArgumentParser(description=__doc__, formatter_class=argparse.RawDescriptionHelpFormatter)
-    names = [*ROWS, STARTUP, DRIVE]
+    names = [*ROWS, STARTUP, DRIVE, BURN]
     parser.add_argument("--scale", type=float, default=1, help="shrinks every tree (default 1)")
     parser.add_argument("--rounds", type=int, default=5, help="measured runs of each program (default 5)")
     parser.add_argument("--folder", default=os.environ.get("TMPDIR") or f"{ROOT}/build/bench", help="where trees and outputs are made")
@@ -488,6 +548,8 @@ def main() -> int:
             results[STARTUP] = run_startup(words.rounds, environment)
         if DRIVE in words.rows:
             results[DRIVE] = run_drive(work, words.scale, words.rounds)
+        if BURN in words.rows:
+            results[BURN] = run_burn(work, words.scale, words.rounds, environment)
     finally:
         shutil.rmtree(work, ignore_errors=True)
     print_goals(results, words.scale)
