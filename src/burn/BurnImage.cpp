@@ -61,18 +61,19 @@ enum class WriteEnd : std::uint8_t { Complete, Cancelled, SourceFailed, DriveFai
 
 WriteEnd WriteSectors(DiscBurn& burn, const SectorSource& source, BurnBuffer& buffer, WriteProgress& progress) {
     std::vector<std::byte> scratch(std::size_t{burn.chunk()} * source.sectorSize);
-    for (std::uint32_t done = 0; done < source.sectorCount;) {
+    for (std::uint32_t done = 0; burn.written < burn.blocks;) {
         if (burn.task.flags.cancel) return WriteEnd::Cancelled;
         const std::uint32_t count = std::min(burn.chunk(), source.sectorCount - done);
-        std::span<const std::byte> sectors = buffer.lookAhead(scratch, count);
-        if (sectors.empty()) return burn.task.flags.cancel ? WriteEnd::Cancelled : WriteEnd::SourceFailed;
+        std::span<const std::byte> sectors;
+        if (count > 0) sectors = buffer.lookAhead(scratch, count);
+        if (sectors.empty() && count > 0) return burn.task.flags.cancel ? WriteEnd::Cancelled : WriteEnd::SourceFailed;
         const std::size_t bytes = sectors.size();
         if (count < burn.chunk()) {  // every write has a whole chunk
             if (sectors.data() != scratch.data()) std::ranges::copy(sectors, scratch.begin());
             std::ranges::fill(std::span(scratch).subspan(bytes), std::byte{0});
             sectors = scratch;
         }
-        const Lba first{static_cast<std::int32_t>(burn.start) + static_cast<std::int32_t>(done)};
+        const Lba first{static_cast<std::int32_t>(burn.start) + static_cast<std::int32_t>(burn.written)};
         if (!WriteBlocks(burn.drive, first, sectors, source.sectorSize)) return WriteEnd::DriveFailed;
         buffer.consume(count);
         done += count;
@@ -126,7 +127,14 @@ Status BurnImage(Task& task, const BurnRequest& request) {
     constexpr std::uint32_t kLargestChunk = 32;
     burn.blocks = (request.source.sectorCount + kLargestChunk / 2 - 1) / (kLargestChunk / 2) * (kLargestChunk / 2);
     if (!CheckDisc(burn, request.source.sectorSize)) return Status::Failed;
-    burn.blocks = (request.source.sectorCount + burn.chunk() - 1) / burn.chunk() * burn.chunk();
+    CdContent cd;
+    if (burn.kind() == BurnKind::Cd) {
+        burn.blocks = request.source.sectorCount;
+        cd = request.cd ? *request.cd : OneDataTrack(burn.blocks);
+        PadLastTrack(burn, cd.session);
+    } else {
+        burn.blocks = (request.source.sectorCount + burn.chunk() - 1) / burn.chunk() * burn.chunk();
+    }
 
     // A source that cannot be read shows itself before the disc is touched.
     auto buffer = CreateBurnBuffer(task, request.source);
@@ -134,7 +142,7 @@ Status BurnImage(Task& task, const BurnRequest& request) {
     if (buffer != nullptr) {
         TellNote(task, TextId::PreparingMedia);
         SetSpeed(burn);
-        isDone = PrepareMedia(burn);
+        isDone = burn.kind() == BurnKind::Cd ? PrepareCd(burn, cd) : PrepareMedia(burn);
         if (isDone && !WriteDisc(burn, request.source, *buffer)) {
             AbandonDisc(burn);
             isDone = false;

@@ -1,7 +1,10 @@
 #pragma once
 
+#include <optional>
+
 #include "app/session/Task.h"
 #include "base/Status.h"
+#include "burn/BurnCd.h"
 #include "burn/DiscBurn.h"
 #include "burn/SectorSource.h"
 #include "optical/Drive.h"
@@ -15,6 +18,7 @@ struct BurnRequest {
     Drive drive;
     SectorSource source;
     BurnOptions options;
+    std::optional<CdContent> cd = {};        // nothing: one track of data
     AbortQuestion* abortQuestion = nullptr;  // of the drives that burn side by side; null: alone
 };
 

@@ -97,7 +97,6 @@ bool CheckDisc(DiscBurn& burn, std::uint32_t sectorSize) {
     const Text name = MediaTypeName(burn.task.session.texts(), burn.type);
     if (burn.type == MediaType::None) return Fail(burn, TextId::MediaDetectFailed);
     if (burn.kind() == BurnKind::None) return Fail(burn, TextId::InsertBlankDisc);
-    if (burn.kind() == BurnKind::Cd) return Fail(burn, TextId::NotInThisBuild, {u"burn-image (CD)"});
     if (burn.type == MediaType::DvdRDual && !burn.options.finalises) return Fail(burn, TextId::DualLayerUnfinalized);
     if (burn.kind() == BurnKind::BdRandom) return Fail(burn, TextId::RandomModeRefused, {name});
     if (burn.options.simulates && !MaySimulate(burn, name)) return false;

@@ -103,7 +103,8 @@ void AbandonDisc(DiscBurn& burn) {
 
 void RestoreDrive(DiscBurn& burn) {
     if (!burn.setsParameters || !burn.options.simulates) return;
-    const WriteMode mode{.atOnce = burn.isAtOnce(), .leavesOpen = !burn.options.finalises};
+    const WriteMode mode{.atOnce = burn.isAtOnce() || burn.kind() == BurnKind::Cd,
+                         .leavesOpen = !burn.options.finalises};
     // Nobody can do more about a drive that does not take it, but the log tells.
     (void)SelectWriteParameters(burn.drive, mode);
 }

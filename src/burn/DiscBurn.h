@@ -63,7 +63,9 @@ enum class BurnPlace : std::uint8_t {
     Synchronize = 3,
     CloseTrack = 4,
     CloseSession = 5,
-    Format = 6
+    Format = 6,
+    CueSheet = 7,
+    LeadIn = 8
 };
 
 /// "Burning failed (4, 3a5b1c5b).": the step and the drive's last error.

@@ -26,13 +26,17 @@ bool RestartMedium(Task& task, Drive drive) {
     return WaitUntilReady(drive, kReadyPolls);
 }
 
+SectorForm FormOf(std::uint32_t sectorSize) {
+    if (sectorSize == kRawSectorSize) return SectorForm::Raw;
+    return sectorSize == kMode2SectorSize ? SectorForm::Mode2 : SectorForm::Blocks;
+}
+
 class Verifier {
 public:
     Verifier(Task& task, const VerifyRequest& request)
         : task_(task),
           request_(request),
-          reader_{.drive = request.drive,
-                  .form = request.source.sectorSize == kRawSectorSize ? SectorForm::Raw : SectorForm::Blocks},
+          reader_{.drive = request.drive, .form = FormOf(request.source.sectorSize)},
           scratch_(std::size_t{kChunk} * request.source.sectorSize),
           read_(scratch_.size()) {}
 

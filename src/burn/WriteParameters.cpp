@@ -20,7 +20,7 @@ constexpr std::uint8_t kIncremental = 0x00, kDiscAtOnce = 0x02, kTestWrite = 0x1
 // Byte 3
 constexpr std::uint8_t kDataTrack = 0x04, kIncrementalTrack = 0x05, kCopy = 0x10, kFixedPackets = 0x20,
                        kNextSession = 0xC0;
-constexpr std::uint8_t kMode1Blocks = 8, kLinkBlocks = 16, kPacketBlocks = 16;
+constexpr std::uint8_t kRawBlocks = 0, kMode1Blocks = 8, kLinkBlocks = 16, kPacketBlocks = 16;
 
 }  // namespace
 
@@ -36,9 +36,9 @@ bool SetWriteParameters(std::span<std::byte> list, const WriteMode& mode) {
     put(1, static_cast<unsigned>(page.size() - 2));
     put(2, (mode.atOnce ? kDiscAtOnce : kIncremental | kLinkSizeValid) | (mode.bufferProtects ? kBufferProtected : 0u) |
                (mode.simulates ? kTestWrite : 0u));
-    put(3, mode.atOnce ? kDataTrack
-                       : kIncrementalTrack | kFixedPackets | kept(3, kCopy) | (mode.leavesOpen ? kNextSession : 0u));
-    put(4, kMode1Blocks);
+    put(3, (mode.atOnce ? kDataTrack : kIncrementalTrack | kFixedPackets | kept(3, kCopy)) |
+               (mode.leavesOpen ? kNextSession : 0u));
+    put(4, mode.hasRawBlocks ? kRawBlocks : kMode1Blocks);
     if (!mode.atOnce) put(5, kLinkBlocks);
     std::ranges::fill(page.subspan(8), std::byte{0});
     if (!mode.atOnce) put(13, kPacketBlocks);  // the lowest byte of the size

@@ -8,12 +8,13 @@
 
 namespace tovlark {
 
-/// How a DVD-R or DVD-RW is to be written.
+/// How a CD, DVD-R or DVD-RW is to be written.
 struct WriteMode {
-    bool atOnce = false;         // disc-at-once: a first session that finalises; else incremental
+    bool atOnce = false;         // disc-at-once, of a CD session-at-once; else incremental
     bool leavesOpen = false;     // another session may follow
     bool simulates = false;      // the laser stays off
     bool bufferProtects = true;  // a buffer that runs empty is survived (BUFE)
+    bool hasRawBlocks = false;   // the blocks are no data of mode 1
 };
 
 /// Sets the write parameters page (MMC-6 7.5.4) in the answer to MODE SENSE(10) that has it, header and all, and makes

@@ -10,6 +10,9 @@ struct MatrixRow {
 };
 
 constexpr MatrixRow kMatrix[] = {
+    {Medium::CdR, true, false, "mode cue write sync"},
+    {Medium::CdR, false, true, "mode cue write sync mode"},
+    {Medium::CdRw, false, false, "mode cue write sync"},
     {Medium::DvdR, true, false, "mode opc stamp reserve write sync"},
     {Medium::DvdR, false, false, "mode opc stamp reserve write sync close1 close2"},
     {Medium::DvdR, true, true, "mode stamp reserve write sync mode"},

@@ -77,7 +77,7 @@ struct BurnerDrive {
     void note(const PassThrough& command) {
         static const std::map<std::uint8_t, std::string> kNames = {{0x04, "format"},  {0x2A, "write"}, {0x35, "sync"},
                                                                    {0x53, "reserve"}, {0x54, "opc"},   {0x55, "mode"},
-                                                                   {0xBF, "stamp"},   {0x5B, "close"}};
+                                                                   {0xBF, "stamp"},   {0x5D, "cue"},   {0x5B, "close"}};
         const auto found = kNames.find(std::to_integer<std::uint8_t>(command.cdb[0]));
         if (found == kNames.end()) return;
         std::string name = found->second;

@@ -1,20 +1,26 @@
 #include "app/command/BurnCommand.h"
 
 #include <cmath>
+#include <memory>
+#include <optional>
 
 #include "app/session/Settings.h"
 #include "base/DiscLayout.h"
 #include "base/Sectors.h"
 #include "burn/BurnImage.h"
+#include "burn/CueSource.h"
+#include "image/CueSheet.h"
 #include "optical/SendCommand.h"
 #include "optical/Speeds.h"
+#include "platform/Paths.h"
 #include "simdrive/DriveSource.h"
 
 namespace tovlark {
 
 namespace {
 
-constexpr IntSetting kFinalizeDisc{u"FinalizeDisc", 0, 0, 1}, kSimulateBurn{u"SimulateBurn", 0, 0, 1};
+constexpr IntSetting kFinalizeDisc{u"FinalizeDisc", 0, 0, 1}, kSimulateBurn{u"SimulateBurn", 0, 0, 1},
+    kWriteCdText{u"WriteCDText", 1, 0, 1};
 
 std::uint32_t UnitOf(SpeedMedia media) {
     switch (media) {
@@ -47,15 +53,44 @@ OpenedDrive TakeDrive(Task& task, char16_t letter) {
     return {};
 }
 
+/// The image that is burned; no files after a message.
+struct OpenedSource {
+    std::unique_ptr<FileSource> files;
+    std::optional<CdContent> cd;
+};
+
+OpenedSource OpenSheet(Task& task, const Text& path) {
+    const Texts& texts = task.session.texts();
+    const CodePage codePage(NarrowCodePageNumber(task.settings.getInt(kLanguage)));
+    DiscLayout layout;
+    if (const auto fault = ReadCueSheet(path, codePage, ShortPregaps::Keep, layout)) {
+        ReportError(task, DescribeFault(texts, path, *fault));
+        return {};
+    }
+    OpenedSource opened{std::make_unique<FileSource>(BurnSectorSize(layout)), CdContent{}};
+    if (const auto problem = AddCueTracks(texts, path, layout, *opened.files, *opened.cd)) {
+        ReportError(task, *problem);
+        return {};
+    }
+    if (task.settings.getInt(kWriteCdText) == 0) opened.cd->texts = {};
+    return opened;
+}
+
+OpenedSource OpenSource(Task& task, const Text& path) {
+    if (EqualsIgnoringCase(ExtensionOf(path), u"cue")) return OpenSheet(task, path);
+    OpenedSource opened{std::make_unique<FileSource>(kSectorSize), std::nullopt};
+    const std::uint32_t sectorSize = IsRawImage(path) ? kRawSectorSize : kSectorSize;
+    const SystemError error = AddImageFile(*opened.files, path, sectorSize, kSectorSize);
+    if (!error.failed()) return opened;
+    ReportError(task, task.session.texts().format(TextId::CannotOpenImage, {path, DescribeError(error)}));
+    return {};
+}
+
 }  // namespace
 
 Status BurnImageFile(Task& task, const CommandRequest& request) {
-    FileSource files(kSectorSize);
-    const std::uint32_t sectorSize = IsRawImage(request.source) ? kRawSectorSize : kSectorSize;
-    if (const SystemError error = AddImageFile(files, request.source, sectorSize, kSectorSize); error.failed()) {
-        ReportError(task, task.session.texts().format(TextId::CannotOpenImage, {request.source, DescribeError(error)}));
-        return Status::Failed;
-    }
+    const OpenedSource source = OpenSource(task, request.source);
+    if (source.files == nullptr) return Status::Failed;
     const BurnOptions options = OptionsOf(task, request);
     if (options.simulates && options.verifies) {
         ReportError(task, Text(task.session.texts()[TextId::VerifyNotSimulated]));
@@ -63,7 +98,8 @@ Status BurnImageFile(Task& task, const CommandRequest& request) {
     }
     const OpenedDrive drive = TakeDrive(task, *ParseDrive(request.target));
     if (!drive) return Status::Failed;
-    const Status status = BurnImage(task, {.drive = drive.get(), .source = files.source(), .options = options});
+    const Status status =
+        BurnImage(task, {.drive = drive.get(), .source = source.files->source(), .options = options, .cd = source.cd});
     UnlockVolume(drive.get());
     if (request.has(Switch::Eject) && status == Status::Ok &&
         !SendPlain(drive.get(), StartStopUnit(UnitAction::Eject, Immed::No)))

@@ -105,7 +105,6 @@ Status RunBurnImage(CommandContext& context) {
         return Status::Failed;
     }
     if (!FindDrive(context, request.target)) return Status::Failed;
-    if (EqualsIgnoringCase(ExtensionOf(request.source), u"cue")) return NotInThisBuild(context, u"burn-image (CUE)");
     return BurnImageFile(context.task, request);
 }
 

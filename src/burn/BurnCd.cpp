@@ -1,0 +1,165 @@
+#include "burn/BurnCd.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+#include "burn/WriteParameters.h"
+#include "optical/DiscSummary.h"
+#include "optical/DiscTracks.h"
+#include "optical/SendCommand.h"
+
+namespace tovlark {
+
+namespace {
+
+constexpr std::uint32_t kPregap = kPregapFrames;
+
+bool Fail(DiscBurn& burn, TextId text) {
+    ReportError(burn.task, Text(burn.task.session.texts()[text]));
+    return false;
+}
+
+bool HasRoom(DiscBurn& burn) {
+    const auto disc = QueryDisc(burn.drive);
+    if (!disc) return Fail(burn, TextId::ErrorReadingMedia);
+    if (disc->status != DiscStatus::Blank) return Fail(burn, TextId::InsertBlankDisc);
+    DriveEntry entry;
+    ReadDiscSummary(burn.task.session.texts(), entry, burn.drive, SummaryParts::Everything);
+    if (entry.freeBlocks >= burn.blocks) return true;
+    ReportError(burn.task, ReportShortage(burn.task.session.texts(), burn.blocks, entry.freeBlocks));
+    return false;
+}
+
+/// Whether sub-channels R to W of a lead-in can be written (MMC-6 5.3.24).
+bool CanWriteCdText(Drive drive) {
+    constexpr std::uint16_t kCdMastering = 0x002E;
+    constexpr std::size_t kFeature = 8, kFlags = kFeature + 4;
+    constexpr unsigned kPacks = 0;
+    std::array<std::byte, 16> buffer;
+    ReplyView reply;
+    return ReceiveData(drive, GetConfiguration(FeatureScope::One, kCdMastering, buffer.size()), buffer, reply) &&
+           reply.be16(kFeature) == kCdMastering && reply.bit(kFlags, kPacks);
+}
+
+/// Where the lead-in of the disc begins, by its ATIP.
+std::optional<Lba> FindLeadIn(Drive drive) {
+    std::array<std::byte, 28> buffer;
+    ReplyView reply;
+    if (!ReceiveData(drive, ReadToc(TocFormat::Atip, 0, buffer.size()), buffer, reply) || !reply.has(11))
+        return std::nullopt;
+    const Lba begin = ToLba({reply.u8(8), reply.u8(9), reply.u8(10)});
+    if (begin >= Lba{-static_cast<std::int32_t>(kPregap)}) return std::nullopt;
+    return begin;
+}
+
+void LeaveCdTextOut(DiscBurn& burn) {
+    TellNote(burn.task, TextId::CdTextIgnored);
+    burn.hasWarnings = true;
+}
+
+/// The packs of the disc's texts; none when there are no texts or the drive does not write them.
+std::vector<CdTextPack> FindPacks(DiscBurn& burn, const CdTexts& texts) {
+    if (texts.tracks.empty()) return {};
+    auto made = BuildCdText(texts);
+    if (!made) {
+        LeaveCdTextOut(burn);
+        return {};
+    }
+    for (const CdTextChange& change : made->changes) {
+        if (change.written.empty())
+            TellNote(burn.task, TextId::CdTextLeftOut, {change.original});
+        else
+            TellNote(burn.task, TextId::CdTextChanged, {change.original, change.written});
+    }
+    if (!made->packs.empty() && (!CanWriteCdText(burn.drive) || !FindLeadIn(burn.drive))) {
+        TellNote(burn.task, TextId::CdTextUnsupported);
+        LeaveCdTextOut(burn);
+        return {};
+    }
+    return std::move(made->packs);
+}
+
+bool SendSheet(DiscBurn& burn, const CdSession& session) {
+    const auto sheet = BuildCueSheet(session);
+    if (!sheet) return Fail(burn, TextId::CdTracksRefused);
+    const WriteMode mode{.atOnce = true,
+                         .leavesOpen = !burn.options.finalises,
+                         .simulates = burn.options.simulates,
+                         .hasRawBlocks = session.tracks.front().sectorSize != 2048};
+    burn.setsParameters = true;
+    if (!SelectWriteParameters(burn.drive, mode)) {
+        ReportDriveFailure(burn, BurnPlace::WriteParameters);
+        return false;
+    }
+    const Cdb cdb = SendCueSheet(static_cast<std::uint32_t>(sheet->size()));
+    std::vector<std::byte> bytes(sheet->size());
+    std::ranges::copy(std::as_bytes(std::span(*sheet)), bytes.begin());
+    if (SendData(burn.drive, cdb, bytes)) return true;
+    ReportDriveFailure(burn, BurnPlace::CueSheet);
+    return false;
+}
+
+bool WriteLeadIn(DiscBurn& burn, std::span<const CdTextPack> packs) {
+    constexpr std::uint32_t kChunk = 32;
+    constexpr Sense kInvalidField = SenseOf(0x052400);
+    TellNote(burn.task, burn.options.simulates ? TextId::SimulatingCdText : TextId::WritingCdText);
+    const std::int32_t begin = static_cast<std::int32_t>(*FindLeadIn(burn.drive));
+    const auto sectors = static_cast<std::uint32_t>(-static_cast<std::int32_t>(kPregap) - begin);
+    std::vector<std::byte> chunk;
+    for (std::uint32_t done = 0; done < sectors;) {
+        if (burn.task.flags.cancel) return false;
+        const std::uint32_t count = std::min(kChunk, sectors - done);
+        chunk.clear();
+        for (std::uint32_t index = 0; index < count; ++index)
+            std::ranges::transform(CdTextSector(packs, done + index), std::back_inserter(chunk),
+                                   [](std::uint8_t symbol) { return std::byte{symbol}; });
+        if (!WriteBlocks(burn.drive, Lba{begin + static_cast<std::int32_t>(done)}, chunk, kCdTextSectorBytes)) {
+            if (GetLastSense(burn.drive) == kInvalidField) {
+                LeaveCdTextOut(burn);
+                return true;
+            }
+            ReportDriveFailure(burn, BurnPlace::LeadIn);
+            return false;
+        }
+        done += count;
+    }
+    return true;
+}
+
+bool WritePregap(DiscBurn& burn, std::uint32_t sectorSize) {
+    constexpr std::uint32_t kChunk = 15;
+    static_assert(kPregap % kChunk == 0);
+    const std::vector<std::byte> zeros(std::size_t{kChunk} * sectorSize);
+    for (std::uint32_t done = 0; done < kPregap; done += kChunk) {
+        const Lba first{static_cast<std::int32_t>(done) - static_cast<std::int32_t>(kPregap)};
+        if (WriteBlocks(burn.drive, first, zeros, sectorSize)) continue;
+        ReportDriveFailure(burn, BurnPlace::LeadIn);
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+CdContent OneDataTrack(std::uint32_t sectors) {
+    return {.session = {.tracks = {{.type = TrackType::Mode1, .pregap = kPregap, .sectors = sectors}}}, .texts = {}};
+}
+
+void PadLastTrack(DiscBurn& burn, CdSession& session) {
+    CdTrack& last = session.tracks.back();
+    const std::uint32_t sectors = burn.blocks;
+    burn.blocks += last.sectors < kLeastTrackSectors ? kLeastTrackSectors - last.sectors : 0;
+    burn.blocks = (burn.blocks + burn.chunk() - 1) / burn.chunk() * burn.chunk();
+    last.sectors += burn.blocks - sectors;
+}
+
+bool PrepareCd(DiscBurn& burn, CdContent& content) {
+    if (!HasRoom(burn)) return false;
+    const std::vector<CdTextPack> packs = FindPacks(burn, content.texts);
+    content.session.hasCdText = !packs.empty();
+    return SendSheet(burn, content.session) && (packs.empty() || WriteLeadIn(burn, packs)) &&
+           WritePregap(burn, content.session.tracks.front().sectorSize);
+}
+
+}  // namespace tovlark

@@ -1,0 +1,26 @@
+#pragma once
+
+#include "burn/CdCueSheet.h"
+#include "burn/CdText.h"
+#include "burn/DiscBurn.h"
+
+namespace tovlark {
+
+/// What goes onto a CD. The source of the burn begins with block 0, behind the first 150 sectors of the first track's
+/// pre-gap; those are made here.
+struct CdContent {
+    CdSession session;
+    CdTexts texts;  // without tracks: no CD-Text
+};
+
+/// One track of data sectors.
+CdContent OneDataTrack(std::uint32_t sectors);
+
+/// Fills the last track up to the blocks that are written in whole chunks, and to the shortest track that there is.
+void PadLastTrack(DiscBurn& burn, CdSession& session);
+
+/// Makes a blank CD ready for block 0: the cue sheet is sent, CD-Text and the first pre-gap are written. False after a
+/// message.
+[[nodiscard]] bool PrepareCd(DiscBurn& burn, CdContent& content);
+
+}  // namespace tovlark
