@@ -85,20 +85,20 @@ TEST(RunCommand, TellsDrivesThatAreThereFromLettersOnly) {
     const auto cannotYet = [](std::string_view command) {
         return "This build of Tovlark cannot do this yet: " + std::string(command) + "\r\n";
     };
+    const std::string noDrive =
+        "Error opening device [F:].\r\n"
+        "Drive F: is a simulated drive whose file is gone: /drives/f. Make it anew with: tvdrive add\r\n";
     const TempFolder folder;
     const Text image = ToText(folder.write("x.iso", "not an archive"));
     const struct {
         std::vector<Text> words;
         std::string output;
     } rows[] = {
-        {{u"burn-image", image, u"f:\\", u"-verify"}, cannotYet("burn-image -verify")},
+        {{u"burn-image", image, u"f:\\", u"-verify"}, noDrive},
         {{u"burn-image", image, u"G:"}, "There is no drive G:\r\n"},
         {{u"copy-disc", u"g:", u"F:"}, "There is no drive G:\r\n"},
         {{u"copy-disc", u"F:", u"F:"}, cannotYet("copy-disc")},
-        {{u"erase-disc", u"f:"},
-         "Error opening device [F:].\r\nDrive F: is a simulated drive whose file is gone: /drives/f. Make it anew "
-         "with: "
-         "tvdrive add\r\n"},
+        {{u"erase-disc", u"f:"}, noDrive},
         {{u"make-image", u"F:", u"-o", u"x"}, cannotYet("make-image")},
         {{u"rip", u"F:", u"-o", u"x.FLAC", u"-rip-to-single-file"}, cannotYet("rip")},
         {{u"rip", u"H:", u"-od", u"x", u"-ot", u"ogg"}, "There is no drive H:\r\n"},
