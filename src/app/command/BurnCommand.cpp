@@ -20,7 +20,7 @@ namespace tovlark {
 namespace {
 
 constexpr IntSetting kFinalizeDisc{u"FinalizeDisc", 0, 0, 1}, kSimulateBurn{u"SimulateBurn", 0, 0, 1},
-    kWriteCdText{u"WriteCDText", 1, 0, 1};
+    kWriteCdText{u"WriteCDText", 1, 0, 1}, kBurnCopies{u"BurnCopies", 1, 1, 999};
 
 std::uint32_t UnitOf(SpeedMedia media) {
     switch (media) {
@@ -86,6 +86,34 @@ OpenedSource OpenSource(Task& task, const Text& path) {
     return {};
 }
 
+bool MoveTray(Task& task, Drive drive, UnitAction action) {
+    if (SendPlain(drive, StartStopUnit(action, Immed::No))) return true;
+    TellError(task, TextId::DriveNotEjected, {drive.record->letter, GetLastDriveError(drive)});
+    return false;
+}
+
+/// The next copy takes another disc. False when the user has none.
+bool AskForNextDisc(Task& task, Drive drive) {
+    constexpr PromptRow kInsert{TextId::InsertBlankDisc, Answer::Ok | Answer::Cancel, Answer::Cancel};
+    constexpr std::uint32_t kReadyPolls = 60;
+    static_cast<void>(MoveTray(task, drive, UnitAction::Eject));
+    if (task.session.prompt(kInsert) != Answer::Ok) return false;
+    // A tray that is closed by hand, or no tray, is no failure; what is wrong with the disc the burn tells.
+    static_cast<void>(SendPlain(drive, StartStopUnit(UnitAction::Load, Immed::No)));
+    static_cast<void>(WaitUntilReady(drive, kReadyPolls));
+    return true;
+}
+
+Status BurnCopies(Task& task, const BurnRequest& request) {
+    const std::uint32_t copies = task.settings.getInt(kBurnCopies);
+    for (std::uint32_t copy = 1; copy <= copies; ++copy) {
+        if (copy > 1 && !AskForNextDisc(task, request.drive)) return Status::Failed;
+        if (copies > 1) TellNote(task, TextId::CopyOf, {copy, copies});
+        if (const Status status = BurnImage(task, request); status != Status::Ok) return status;
+    }
+    return Status::Ok;
+}
+
 }  // namespace
 
 Status BurnImageFile(Task& task, const CommandRequest& request) {
@@ -99,11 +127,10 @@ Status BurnImageFile(Task& task, const CommandRequest& request) {
     const OpenedDrive drive = TakeDrive(task, *ParseDrive(request.target));
     if (!drive) return Status::Failed;
     const Status status =
-        BurnImage(task, {.drive = drive.get(), .source = source.files->source(), .options = options, .cd = source.cd});
+        BurnCopies(task, {.drive = drive.get(), .source = source.files->source(), .options = options, .cd = source.cd});
     UnlockVolume(drive.get());
-    if (request.has(Switch::Eject) && status == Status::Ok &&
-        !SendPlain(drive.get(), StartStopUnit(UnitAction::Eject, Immed::No)))
-        TellError(task, TextId::DriveNotEjected, {drive.get().record->letter, GetLastDriveError(drive.get())});
+    if (request.has(Switch::Eject) && status == Status::Ok)
+        static_cast<void>(MoveTray(task, drive.get(), UnitAction::Eject));
     return status;
 }
 

@@ -432,6 +432,7 @@ enum class TextId : std::uint16_t {
     CueNeedsRawData,
     CueNeedsDecoding,
     CueFileShort,
+    CopyOf,
     InfoDevice,
     InfoMedium,
     InfoState,

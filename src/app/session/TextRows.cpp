@@ -530,6 +530,7 @@ constexpr TextRow kTexts[] = {
     {TextId::CueNeedsDecoding, 1093,
      u"%s holds audio that has to be decoded first: wave files and plain samples can be burned."},
     {TextId::CueFileShort, 1094, u"%s ends before track %u, which the CUE sheet puts into it."},
+    {TextId::CopyOf, 1095, u"Copy %s of %s"},
     {TextId::InfoDevice, 1100, u"Device"},
     {TextId::InfoMedium, 1101, u"Medium"},
     {TextId::InfoState, 1102, u"State"},

@@ -1,4 +1,4 @@
-// Burning with -verify, by command, on a simulated drive.
+// Burning by command, on a simulated drive.
 #include <gmock/gmock.h>
 
 #include "support/RunProgram.h"
@@ -11,7 +11,7 @@ using testing::EndsWith;
 using testing::HasSubstr;
 using testing::Not;
 
-class VerifiedBurn : public testing::Test {
+class Burn : public testing::Test {
 protected:
     void SetUp() override {
         if (TestingWindowsPrograms()) GTEST_SKIP() << "the letters are in the registry there";
@@ -36,7 +36,7 @@ protected:
     TempFolder folder_;
 };
 
-TEST_F(VerifiedBurn, NamesTheFilesOfSectorsThatCannotBeRead) {
+TEST_F(Burn, NamesTheFilesOfSectorsThatCannotBeRead) {
     EXPECT_EQ(run("tvdrive", {"fault", "F:", "--read-error", sectorOf('h')}).status, 0);
     const ProgramEnd end = run("tvcmd", {"burn-image", folder_ / "x.iso", "F:", "-verify"});
     EXPECT_EQ(end.status, 255);
@@ -46,7 +46,7 @@ TEST_F(VerifiedBurn, NamesTheFilesOfSectorsThatCannotBeRead) {
     EXPECT_THAT(end.output, EndsWith("Verifying media failed.\r\n"));
 }
 
-TEST_F(VerifiedBurn, PassesAndIsRefusedOfASimulation) {
+TEST_F(Burn, PassesAndIsRefusedOfASimulation) {
     EXPECT_EQ(run("tvset", {"set", "SimulateBurn", "1"}).status, 0);
     const std::vector<std::string> words{"burn-image", folder_ / "x.iso", "F:", "-verify"};
     ProgramEnd end = run("tvcmd", words);
@@ -56,6 +56,18 @@ TEST_F(VerifiedBurn, PassesAndIsRefusedOfASimulation) {
     end = run("tvcmd", words);
     EXPECT_EQ(end.status, 0) << end.output;
     EXPECT_THAT(end.output, EndsWith("Verifying media completed successfully.\r\n"));
+}
+
+TEST_F(Burn, CopiesAskForTheNextDisc) {
+    EXPECT_EQ(run("tvset", {"set", "BurnCopies", "2"}).status, 0);
+    ProgramEnd end = RunProgram({.words = OurProgram("tvcmd", {"burn-image", folder_ / "x.iso", "F:"}),
+                                 .input = "Cancel\n",
+                                 .environment = {{"XDG_CONFIG_HOME", folder_.path()}}});
+    EXPECT_NE(end.status, 0);
+    EXPECT_THAT(end.output, HasSubstr("Copy 1 of 2\r\nPreparing media...\r\n"));
+    EXPECT_THAT(end.output, HasSubstr("Please insert a blank or rewritable disc and retry."));
+    EXPECT_THAT(end.output, Not(HasSubstr("Copy 2 of 2")));
+    EXPECT_THAT(run("tvdrive", {"list"}).output, Not(HasSubstr("DVD+R"))) << "the tray is open";
 }
 
 }  // namespace
