@@ -108,7 +108,10 @@ bool WriteLeadIn(DiscBurn& burn, std::span<const CdTextPack> packs) {
     const auto sectors = static_cast<std::uint32_t>(-static_cast<std::int32_t>(kPregap) - begin);
     std::vector<std::byte> chunk;
     for (std::uint32_t done = 0; done < sectors;) {
-        if (burn.task.flags.cancel) return false;
+        if (burn.task.flags.cancel) {
+            TellNote(burn.task, TextId::BurnCanceled);
+            return false;
+        }
         const std::uint32_t count = std::min(kChunk, sectors - done);
         chunk.clear();
         for (std::uint32_t index = 0; index < count; ++index)

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/Hex.h"
+#include "base/Sectors.h"
 #include "burn/BurnBuffer.h"
 #include "burn/Verify.h"
 #include "optical/SendCommand.h"
@@ -126,7 +127,13 @@ Status BurnImage(Task& task, const BurnRequest& request) {
     DiscBurn burn{.task = task, .drive = request.drive, .options = request.options};
     constexpr std::uint32_t kLargestChunk = 32;
     burn.blocks = (request.source.sectorCount + kLargestChunk / 2 - 1) / (kLargestChunk / 2) * (kLargestChunk / 2);
-    if (!CheckDisc(burn, request.source.sectorSize)) return Status::Failed;
+    if (request.source.sectorCount == 0) {
+        ReportFault(task, {});
+        return Status::Failed;
+    }
+    const bool needsCd =
+        request.source.sectorSize != kSectorSize || (request.cd && request.cd->session.tracks.size() > 1);
+    if (!CheckDisc(burn, needsCd)) return Status::Failed;
     CdContent cd;
     if (burn.kind() == BurnKind::Cd) {
         burn.blocks = request.source.sectorCount;

@@ -29,6 +29,6 @@ Status BurnImage(Task& task, const BurnRequest& request);
 
 /// Checks that come before anything is done to the disc: whether it can be burned as the options say. Fills in the
 /// medium. False after a message.
-[[nodiscard]] bool CheckDisc(DiscBurn& burn, std::uint32_t sectorSize);
+[[nodiscard]] bool CheckDisc(DiscBurn& burn, bool needsCd);
 
 }  // namespace tovlark

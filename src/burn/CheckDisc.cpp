@@ -90,7 +90,7 @@ bool IsEmpty(DiscBurn& burn) {
 
 }  // namespace
 
-bool CheckDisc(DiscBurn& burn, std::uint32_t sectorSize) {
+bool CheckDisc(DiscBurn& burn, bool needsCd) {
     DriveEntry entry;
     ReadDiscSummary(burn.task.session.texts(), entry, burn.drive, SummaryParts::Everything);
     burn.type = entry.mediaType;
@@ -100,7 +100,7 @@ bool CheckDisc(DiscBurn& burn, std::uint32_t sectorSize) {
     if (burn.type == MediaType::DvdRDual && !burn.options.finalises) return Fail(burn, TextId::DualLayerUnfinalized);
     if (burn.kind() == BurnKind::BdRandom) return Fail(burn, TextId::RandomModeRefused, {name});
     if (burn.options.simulates && !MaySimulate(burn, name)) return false;
-    if (sectorSize != kSectorSize && burn.kind() != BurnKind::Cd) return Fail(burn, TextId::OnlyForCd);
+    if (needsCd && burn.kind() != BurnKind::Cd) return Fail(burn, TextId::OnlyForCd);
     if (burn.kind() == BurnKind::DvdRam && entry.totalBlocks < burn.blocks) {
         ReportError(burn.task, ReportShortage(burn.task.session.texts(), burn.blocks, entry.totalBlocks));
         return false;

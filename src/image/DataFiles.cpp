@@ -23,13 +23,29 @@ struct ChunkHead {
     Integer sizeBytes;
 };
 
+/// What a chunk that describes samples begins with.
+using Description = std::array<std::uint8_t, 16>;
+
 struct Container {
-    std::string_view form, kind, samples;
-    std::uint64_t samplesOffset;  // from the start of the chunk's content
+    std::string_view form, kind, description, samples;
+    std::uint64_t samplesOffset;                      // from the start of the chunk's content
+    bool (*isCdAudio)(const Description& described);  // 44.1 kHz, 16 bits, stereo (IEC 60908), not packed
 };
 
-constexpr Container kWave{"RIFF", "WAVE", "data", 0};
-constexpr Container kAiff{"FORM", "AIFF", "SSND", 8};
+bool IsCdWave(const Description& of) {
+    const bool isPcm = (of[0] == 1 && of[1] == 0) || (of[0] == 0xFE && of[1] == 0xFF);  // plain or extensible
+    return isPcm && of[2] == 2 && of[3] == 0 && of[4] == 0x44 && of[5] == 0xAC && of[6] == 0 && of[7] == 0 &&
+           of[14] == 16 && of[15] == 0;
+}
+
+/// The rate is an 80-bit float there.
+bool IsCdAiff(const Description& of) {
+    return of[0] == 0 && of[1] == 2 && of[6] == 0 && of[7] == 16 && of[8] == 0x40 && of[9] == 0x0E && of[10] == 0xAC &&
+           of[11] == 0x44 && of[12] == 0 && of[13] == 0;
+}
+
+constexpr Container kWave{"RIFF", "WAVE", "fmt ", "data", 0, IsCdWave};
+constexpr Container kAiff{"FORM", "AIFF", "COMM", "SSND", 8, IsCdAiff};
 constexpr std::uint64_t kMostChunks = 1000;
 
 bool Is(const ChunkName& name, std::string_view expected) { return std::ranges::equal(name, expected); }
@@ -41,8 +57,8 @@ bool ReadValue(const InputFile& file, std::uint64_t offset, Value& value) {
            readCount == sizeof value;
 }
 
-/// Sets where the samples lie; false when the file is no such container. A size that runs past the end of the file is
-/// cut: programs that stream leave it at zero or all ones.
+/// Sets where the samples lie; false when the file is no such container, or its samples are none of a CD. A size that
+/// runs past the end of the file is cut: programs that stream leave it at zero or all ones.
 template <typename Integer>
 bool FindSamples(const InputFile& input, std::uint64_t fileBytes, const Container& container, DataFile& file) {
     ChunkHead<Integer> head;
@@ -53,6 +69,10 @@ bool FindSamples(const InputFile& input, std::uint64_t fileBytes, const Containe
     std::uint64_t offset = sizeof head + sizeof kind;
     for (std::uint64_t count = 0; count < kMostChunks && ReadValue(input, offset, head); ++count) {
         offset += sizeof head;
+        Description description;
+        if (Is(head.name, container.description) &&
+            !(ReadValue(input, offset, description) && container.isCdAudio(description)))
+            return false;
         if (Is(head.name, container.samples)) {
             file.dataOffset = std::min(offset + container.samplesOffset, fileBytes);
             const std::uint64_t rest = fileBytes - file.dataOffset;

@@ -145,21 +145,30 @@ std::string Little32Bytes(std::uint32_t value) {
 TEST(CueSheet, MeasuresItsDataFiles) {
     const TempFolder folder;
     const std::string samples(2352 * 3, 's');
-    const std::string wave = "RIFF" + Little32Bytes(0) + "WAVEfmt " + Little32Bytes(17) + std::string(18, 'f') +
-                             "data" + Little32Bytes(0xFFFFFFFF) + samples;
+    const auto waveOf = [&](std::uint32_t rate) {
+        return "RIFF" + Little32Bytes(0) + "WAVEfmt " + Little32Bytes(17) + Little32Bytes(0x00020001) +
+               Little32Bytes(rate) + Little32Bytes(rate * 4) + Little32Bytes(0x00100004) + "xx" + "data" +
+               Little32Bytes(0xFFFFFFFF) + samples;
+    };
+    const std::string wave = waveOf(44100);
     std::string ssnd = "SSND";
     for (const int byte : {0, 0, (8 + 100) >> 8, 8 + 100}) ssnd += static_cast<char>(byte);
-    const std::string aiff = "FORM" + std::string(4, '\0') + "AIFF" + ssnd + std::string(8, '\0') + samples;
+    std::string comm = "COMM";
+    for (const int byte : {0, 0, 0, 18, 0, 2, 0, 0, 0, 25, 0, 16, 0x40, 0x0E, 0xAC, 0x44, 0, 0, 0, 0, 0, 0})
+        comm += static_cast<char>(byte);
+    const std::string aiff = "FORM" + std::string(4, '\0') + "AIFF" + comm + ssnd + std::string(8, '\0') + samples;
     folder.write("sub/raw.bin", samples);
     folder.write("wave.wav", wave);
     folder.write("named.wav", aiff);
     folder.write("song.mp3", "ID3...");
+    folder.write("tape.wav", waveOf(48000));  // would play at the wrong speed
     const auto sheet = folder.write("disc.cue",
                                     "FILE sub\\raw.bin BINARY\nTRACK 01 AUDIO\nINDEX 01 00:00:00\n"
                                     "FILE C:\\music\\wave.wav WAVE\nTRACK 02 AUDIO\nINDEX 01 00:00:00\n"
                                     "FILE named.wav WAVE\nTRACK 03 AUDIO\nINDEX 01 00:00:00\n"
                                     "FILE song.mp3 WAVE\nTRACK 04 AUDIO\nINDEX 01 00:00:00\n"
-                                    "FILE missing.wav WAVE\nTRACK 05 AUDIO\nINDEX 01 00:00:00\n");
+                                    "FILE missing.wav WAVE\nTRACK 05 AUDIO\nINDEX 01 00:00:00\n"
+                                    "FILE tape.wav WAVE\nTRACK 06 AUDIO\nINDEX 01 00:00:00\n");
     DiscLayout layout;
     ASSERT_FALSE(ReadCueSheet(FromUtf8(sheet.string()), CodePage(1252), ShortPregaps::Drop, layout));
     struct Case {
@@ -171,7 +180,8 @@ TEST(CueSheet, MeasuresItsDataFiles) {
                           {DataFileKind::Wave, wave.size() - samples.size(), samples.size()},
                           {DataFileKind::Aiff, aiff.size() - samples.size(), 100},
                           {DataFileKind::Compressed, 0, std::nullopt},
-                          {DataFileKind::Wave, 0, std::nullopt}};
+                          {DataFileKind::Wave, 0, std::nullopt},
+                          {DataFileKind::Compressed, 0, std::nullopt}};
     for (std::size_t index = 0; index < std::size(cases); ++index) {
         EXPECT_EQ(layout.files[index].kind, cases[index].kind) << index;
         EXPECT_EQ(layout.files[index].dataOffset, cases[index].offset) << index;

@@ -528,7 +528,7 @@ constexpr TextRow kTexts[] = {
     {TextId::CueNeedsRawData, 1092,
      u"%s: data tracks beside audio, and those of several kinds, need sectors of 2352 bytes."},
     {TextId::CueNeedsDecoding, 1093,
-     u"%s holds audio that has to be decoded first: wave files and plain samples can be burned."},
+     u"%s has to be decoded first: plain samples and wave files of 44.1 kHz, 16 bits, stereo can be burned."},
     {TextId::CueFileShort, 1094, u"%s ends before track %u, which the CUE sheet puts into it."},
     {TextId::CopyOf, 1095, u"Copy %s of %s"},
     {TextId::InfoDevice, 1100, u"Device"},
