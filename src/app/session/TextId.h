@@ -4,9 +4,9 @@
 
 namespace tovlark {
 
-/// One name for every text that people see, log lines included. Numbers and words stand in TextRows.cpp, row by row in
-/// this order. Each room has its own range of numbers; a number, once given, keeps its meaning, because language files
-/// hold it.
+/// One name for every text that people see, log lines included. Numbers and words stand in the `*TextRows.h`, row by
+/// row in this order. Each room has its own range of numbers; a number, once given, keeps its meaning, because language
+/// files hold it.
 enum class TextId : std::uint16_t {
     // Session: 1-99
     Version,
