@@ -91,24 +91,16 @@ void FillBatch(std::span<const CompilationNode* const> files, Batch& batch) {
     }
 }
 
-/// Says once what became of a source, on a line of its own below the progress, and in the log.
-void ReportSource(const ImageBuild& build, TextId id, std::initializer_list<FormatArgument> arguments) {
-    build.task.session.print(u"\r\n");
-    ReportError(build.task, build.task.session.texts().format(id, arguments));
-}
-
-void Report(const ImageBuild& build, const SourceFault& fault) {
+/// What became of a source.
+Text Describe(const Texts& texts, const SourceFault& fault) {
     const CompilationNode& node = *fault.node;
     const Text path = SourcePath(node);
-    if (fault.error.failed()) {
-        ReportSource(build, TextId::SourceUnreadable, {path, fault.copied, node.sizeBytes, DescribeError(fault.error)});
-    } else if (fault.copied < node.sizeBytes) {
-        ReportSource(build, TextId::SourceShorter, {path, fault.copied, node.sizeBytes});
-    } else {
-        FileInfo info;
-        const bool isKnown = !GetTargetInfo(path, info).failed();
-        ReportSource(build, TextId::SourceLonger, {path, node.sizeBytes, isKnown ? info.sizeBytes : fault.copied});
-    }
+    if (fault.error.failed())
+        return texts.format(TextId::SourceUnreadable, {path, fault.copied, node.sizeBytes, DescribeError(fault.error)});
+    if (fault.copied < node.sizeBytes) return texts.format(TextId::SourceShorter, {path, fault.copied, node.sizeBytes});
+    FileInfo info;
+    const bool isKnown = !GetTargetInfo(path, info).failed();
+    return texts.format(TextId::SourceLonger, {path, node.sizeBytes, isKnown ? info.sizeBytes : fault.copied});
 }
 
 void EmitSource(const ImageBuild& build, const CompilationNode& node, SectorStream& stream) {
@@ -122,7 +114,8 @@ void EmitSource(const ImageBuild& build, const CompilationNode& node, SectorStre
     // Afterwards, so that what grew while it was read is noticed too.
     FileInfo info;
     if (!fault.error.failed()) fault.error = file.examine(info);
-    if (fault.error.failed() || fault.copied < node.sizeBytes || info.sizeBytes > node.sizeBytes) Report(build, fault);
+    if (fault.error.failed() || fault.copied < node.sizeBytes || info.sizeBytes > node.sizeBytes)
+        stream.report(Describe(build.task.session.texts(), fault));
 }
 
 /// The image is the user's own file, opened before the walk: it neither vanishes nor changes its size under us.
@@ -138,7 +131,7 @@ void EmitFromImage(const ImageBuild& build, const CompilationNode& node, SectorS
         }
         if (stream.failed() || fault.error.failed()) break;
     }
-    if (!stream.failed() && fault.copied < node.sizeBytes) Report(build, fault);
+    if (!stream.failed() && fault.copied < node.sizeBytes) stream.report(Describe(build.task.session.texts(), fault));
 }
 
 void EmitFile(const ImageBuild& build, const CompilationNode& node, SectorStream& stream) {
@@ -170,7 +163,7 @@ void EmitFileData(const ImageBuild& build, const Extent& extent, SectorStream& s
         const Batch& batch = ahead.take();
         stream.writeSectors(std::span(batch.bytes).first(batch.sizeBytes));
         if (!stream.failed())
-            for (const SourceFault& fault : batch.faults) Report(build, fault);
+            for (const SourceFault& fault : batch.faults) stream.report(Describe(build.task.session.texts(), fault));
         index = next++->end;
     }
 }

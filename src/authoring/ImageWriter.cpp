@@ -76,20 +76,38 @@ void LayOut(ImageBuild& build) {
     if (!build.failed()) PlaceImage(build, identical);
 }
 
-/// The one place that knows where the image stands: every extent begins where the one before it ended.
-void Write(const ImageBuild& build, const SectorSink& sink) {
-    SectorStream stream(build.task, build.context, sink);
-    for (const Extent& extent : build.extents) {
-        build.context.errorPlace = static_cast<std::int32_t>(extent.kind);
-        kEmitters[static_cast<std::size_t>(extent.kind)].emit(build, extent, stream);
-        if (stream.failed()) return;
-        if (stream.position() != (std::uint64_t{extent.first} + extent.count) * kSectorSize) {
-            build.context.error = BuildError::WriteFailed;
-            return;
-        }
+/// A sink that is looked over: progress is counted, what became of a file is said on a line of its own, and once the
+/// task is cancelled nothing more is taken.
+struct WatchedSink {
+    Task& task;
+    const SectorSink& sink;
+    bool isCancelled = false;
+
+    SectorSink asSink() { return {this, accept, sink.acceptFile != nullptr ? acceptFile : nullptr, report}; }
+
+private:
+    bool stops() { return isCancelled = isCancelled || task.flags.cancel; }
+    static std::uint32_t accept(void* self, std::uint32_t first, std::span<const std::byte> sectors) {
+        auto& watched = *static_cast<WatchedSink*>(self);
+        if (watched.stops()) return 0;
+        const std::uint32_t accepted = watched.sink.accept(watched.sink.self, first, sectors);
+        watched.task.session.addProgress(std::uint64_t{accepted} * kSectorSize);
+        return accepted;
     }
-    stream.flush();
-}
+    static std::uint64_t acceptFile(void* self, std::uint32_t first, const FileRange& range, bool& failed) {
+        auto& watched = *static_cast<WatchedSink*>(self);
+        failed = watched.stops();
+        if (failed) return 0;
+        const std::uint64_t taken = watched.sink.acceptFile(watched.sink.self, first, range, failed);
+        watched.task.session.addProgress(SectorsFor(taken) * kSectorSize);
+        return taken;
+    }
+    static void report(void* self, const Text& words) {
+        auto& watched = *static_cast<WatchedSink*>(self);
+        watched.task.session.print(u"\r\n");  // progress stands on the line
+        ReportError(watched.task, words);
+    }
+};
 
 TextId WordsOf(const ImageBuildContext& context) {
     switch (context.error) {
@@ -113,25 +131,58 @@ TextId WordsOf(const ImageBuildContext& context) {
 
 }  // namespace
 
-Status WriteImage(Task& task, ImageBuildContext& context, const SectorSink& sink) {
+LaidOutImage::LaidOutImage(Task& task, ImageBuildContext& context) : task_(task), context_(context) {
     try {
-        ImageBuild build(task, context);
-        LayOut(build);
-        if (build.failed()) return Status::Failed;
-        ConsoleSession& session = task.session;
-        session.beginStep(session.texts()[TextId::WritingImage], build.sectorCount * kSectorSize);
-        Write(build, sink);
-        if (build.failed()) {
-            session.print(u"\r\n");
-            return Status::Failed;
-        }
-        session.finishStep();
-        session.printDone();
-        return Status::Ok;
+        build_ = std::make_unique<ImageBuild>(task, context);
+        LayOut(*build_);
     } catch (const std::bad_alloc&) {
         context.error = BuildError::OutOfMemory;
-        return Status::Failed;
     }
+}
+
+LaidOutImage::~LaidOutImage() = default;
+
+std::uint64_t LaidOutImage::sectorCount() const { return build_->sectorCount; }
+
+/// Every extent begins where the one before it ended.
+Status LaidOutImage::write(const SectorSink& sink) {
+    context_.error = BuildError::None;
+    try {
+        SectorStream stream(context_, sink);
+        for (const Extent& extent : build_->extents) {
+            context_.errorPlace = static_cast<std::int32_t>(extent.kind);
+            kEmitters[static_cast<std::size_t>(extent.kind)].emit(*build_, extent, stream);
+            if (stream.failed()) return Status::Failed;
+            if (stream.position() != (std::uint64_t{extent.first} + extent.count) * kSectorSize) {
+                context_.error = BuildError::WriteFailed;
+                return Status::Failed;
+            }
+        }
+        stream.flush();
+    } catch (const std::bad_alloc&) {
+        context_.error = BuildError::OutOfMemory;
+    }
+    return context_.error == BuildError::None ? Status::Ok : Status::Failed;
+}
+
+Status LaidOutImage::writeStep(TextId step, const SectorSink& sink) {
+    ConsoleSession& session = task_.session;
+    session.beginStep(session.texts()[step], build_->sectorCount * kSectorSize);
+    WatchedSink watched{task_, sink};
+    const Status status = write(watched.asSink());
+    if (watched.isCancelled) context_.error = BuildError::Cancelled;
+    if (status != Status::Ok) {
+        session.print(u"\r\n");
+        return status;
+    }
+    session.finishStep();
+    session.printDone();
+    return Status::Ok;
+}
+
+Status WriteImage(Task& task, ImageBuildContext& context, const SectorSink& sink) {
+    LaidOutImage image(task, context);
+    return context.error == BuildError::None ? image.writeStep(TextId::WritingImage, sink) : Status::Failed;
 }
 
 void ReportBuildError(Task& task, const ImageBuildContext& context) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <memory>
+
 #include "app/session/Task.h"
 #include "authoring/Compilation.h"
 #include "authoring/SectorSink.h"
@@ -7,10 +10,33 @@
 
 namespace tovlark {
 
-/// Lays the compilation out (names, identical files, extents) and writes it to the sink, with progress.
-/// Failure is in `context.error`, reported by the caller through `ReportBuildError`.
-/// A source that vanishes or changes its size while it is written is padded or cut to the length laid out, reported,
-/// and sets the error flag; the image is kept.
+struct ImageBuild;
+
+/// A compilation in which every structure and file has its place. It can be written as often as need be; the
+/// structures are the same each time. A source that vanishes or changes its size meanwhile is padded or cut to the
+/// length laid out.
+class LaidOutImage {
+public:
+    /// Lays the compilation out (names, identical files, extents), with progress. Failure is in `context.error`, to be
+    /// reported through `ReportBuildError`; the image is of no use then.
+    LaidOutImage(Task& task, ImageBuildContext& context);
+    ~LaidOutImage();
+    LaidOutImage(const LaidOutImage&) = delete;
+
+    std::uint64_t sectorCount() const;
+    /// Writes all sectors, without a word but what the sink is told. Any thread may do it, one at a time. Failure is in
+    /// `context.error`.
+    Status write(const SectorSink& sink);
+    /// The same as a step with progress that can be cancelled; changed sources are reported and set the error flag.
+    Status writeStep(TextId step, const SectorSink& sink);
+
+private:
+    Task& task_;
+    ImageBuildContext& context_;
+    std::unique_ptr<ImageBuild> build_;
+};
+
+/// Lays the compilation out and writes it to the sink, with progress. The image is kept when a source has changed.
 Status WriteImage(Task& task, ImageBuildContext& context, const SectorSink& sink);
 
 /// What to do about a file that has the output's name already.

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <span>
 
+#include "base/Text.h"
 #include "platform/Files.h"
 
 namespace tovlark {
@@ -25,6 +26,8 @@ struct SectorSink {
     /// that it took; the last sector begun is padded with zeros and counts as written. Fewer mean that the source
     /// could not be read on, or that writing failed (`failed` tells), which stops the build.
     std::uint64_t (*acceptFile)(void* self, std::uint32_t first, const FileRange& range, bool& failed);
+    /// Hears what became of a file that is not as it was laid out; null when nobody wants to know.
+    void (*report)(void* self, const Text& words) = nullptr;
 };
 
 }  // namespace tovlark

@@ -10,23 +10,18 @@ namespace tovlark {
 namespace {
 
 constexpr std::size_t kBufferSize = 1 << 18;
-// A file at least this long is worth a write of its own; between two pieces the cancel flag is looked at.
+// A file at least this long is worth a write of its own; between two pieces the sink may be told to stop.
 constexpr std::uint64_t kCopiedBySink = 1 << 20;
 constexpr std::uint64_t kCopyPiece = 32 << 20;
 static_assert(kBufferSize % kSectorSize == 0 && kCopyPiece % kSectorSize == 0);
 
 }  // namespace
 
-SectorStream::SectorStream(Task& task, ImageBuildContext& context, const SectorSink& sink)
-    : task_(task), context_(context), sink_(sink), buffer_(kBufferSize) {}
-
-bool SectorStream::stopRequested() {
-    if (!failed() && task_.flags.cancel) context_.error = BuildError::Cancelled;
-    return failed();
-}
+SectorStream::SectorStream(ImageBuildContext& context, const SectorSink& sink)
+    : context_(context), sink_(sink), buffer_(kBufferSize) {}
 
 void SectorStream::flush() {
-    if (used_ == 0 || stopRequested()) return;
+    if (used_ == 0 || failed()) return;
     const std::span<const std::byte> gathered = std::span(buffer_).first(used_);
     used_ = 0;
     hand(gathered);
@@ -34,14 +29,13 @@ void SectorStream::flush() {
 
 void SectorStream::writeSectors(std::span<const std::byte> sectors) {
     flush();
-    if (!stopRequested()) hand(sectors);
+    if (!failed()) hand(sectors);
 }
 
 void SectorStream::hand(std::span<const std::byte> sectors) {
     const auto count = static_cast<std::uint32_t>(sectors.size() / kSectorSize);
     const std::uint32_t accepted = sink_.accept(sink_.self, nextSector_, sectors);
     nextSector_ += accepted;
-    task_.session.addProgress(std::uint64_t{accepted} * kSectorSize);
     if (accepted != count) context_.error = BuildError::WriteFailed;
 }
 
@@ -78,14 +72,12 @@ void SectorStream::padToSector() { zeros((kSectorSize - used_ % kSectorSize) % k
 std::uint64_t SectorStream::copyBySink(const FileRange& range) {
     flush();
     std::uint64_t done = 0;
-    while (done < range.sizeBytes && !stopRequested()) {
+    while (done < range.sizeBytes && !failed()) {
         const FileRange piece{range.file, range.offset + done, std::min(kCopyPiece, range.sizeBytes - done)};
         bool writeFailed = false;
         const std::uint64_t taken = sink_.acceptFile(sink_.self, nextSector_, piece, writeFailed);
-        const std::uint64_t sectors = SectorsFor(taken);
         done += taken;
-        nextSector_ += static_cast<std::uint32_t>(sectors);
-        task_.session.addProgress(sectors * kSectorSize);
+        nextSector_ += static_cast<std::uint32_t>(SectorsFor(taken));
         if (writeFailed) context_.error = BuildError::WriteFailed;
         if (taken != piece.sizeBytes) break;
     }

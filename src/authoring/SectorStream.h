@@ -5,18 +5,17 @@
 #include <span>
 #include <vector>
 
-#include "app/session/Task.h"
 #include "authoring/Compilation.h"
 #include "authoring/SectorSink.h"
 #include "base/Sectors.h"
 
 namespace tovlark {
 
-/// The bytes of an image on their way to a sink: gathers small pieces into large writes, counts progress and
-/// looks at the cancel flag before each write. After an error (`context.error`) every member returns at once.
+/// The bytes of an image on their way to a sink: gathers small pieces into large writes. After an error
+/// (`context.error`) every member returns at once.
 class SectorStream {
 public:
-    SectorStream(Task& task, ImageBuildContext& context, const SectorSink& sink);
+    SectorStream(ImageBuildContext& context, const SectorSink& sink);
 
     /// Bytes written so far, those still gathered included.
     std::uint64_t position() const { return (std::uint64_t{nextSector_} * kSectorSize) + used_; }
@@ -39,15 +38,17 @@ public:
 
     /// Hands on what is gathered; the position must be a sector's start.
     void flush();
+    /// Says what became of a file.
+    void report(const Text& words) {
+        if (sink_.report != nullptr) sink_.report(sink_.self, words);
+    }
 
 private:
     /// Free room of the gathering buffer, never empty unless the stream failed.
     std::span<std::byte> room();
-    bool stopRequested();
     void hand(std::span<const std::byte> sectors);
     std::uint64_t copyBySink(const FileRange& range);
 
-    Task& task_;
     ImageBuildContext& context_;
     const SectorSink& sink_;
     std::vector<std::byte> buffer_;

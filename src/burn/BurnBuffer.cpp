@@ -4,6 +4,7 @@
 #include <chrono>
 #include <new>
 #include <system_error>
+#include <utility>
 
 namespace tovlark {
 
@@ -71,7 +72,7 @@ bool BurnBuffer::prefill() {
 void BurnBuffer::produce() {
     bool hasDelivered = false;
     try {
-        hasDelivered = fillSectors(source_.sectorCount);
+        hasDelivered = source_.make != nullptr ? makeSectors() : fillSectors(source_.sectorCount);
     } catch (const std::bad_alloc&) {
         fault_.text = TextId::BurnOutOfMemory;
     }
@@ -88,7 +89,7 @@ bool BurnBuffer::fillSectors(std::uint32_t count) {
         count -= room;
         while (room > 0) {
             const std::uint32_t chunk = std::min({room, source_.isDisc ? kDiscChunk : kChunk, capacity_ - writeIndex_});
-            if (!storeChunk(chunk)) return false;
+            if (!readChunk(chunk)) return false;
             room -= chunk;
         }
     }
@@ -108,16 +109,54 @@ std::uint32_t BurnBuffer::waitForRoom(std::uint32_t wanted) {
     return 0;
 }
 
-bool BurnBuffer::storeChunk(std::uint32_t sectors) {
+bool BurnBuffer::makeSectors() {
+    const SectorIntake intake{this,
+                              [](void* self, std::span<const std::byte> sectors) {
+                                  return static_cast<BurnBuffer*>(self)->putSectors(sectors);
+                              },
+                              [](void* self, const Text& words) {
+                                  auto& buffer = *static_cast<BurnBuffer*>(self);
+                                  const std::lock_guard guard(buffer.lock_);
+                                  buffer.warnings_.push_back(words);
+                              }};
+    return source_.make(source_.self, intake, fault_) && deliveredSectors_ == source_.sectorCount;
+}
+
+bool BurnBuffer::putSectors(std::span<const std::byte> sectors) {
+    while (!sectors.empty()) {
+        // More than was announced is not wanted.
+        if (room_ == 0) room_ = waitForRoom(source_.sectorCount - deliveredSectors_);
+        if (room_ == 0) return false;
+        const auto left = static_cast<std::uint32_t>(sectors.size() / source_.sectorSize);
+        const std::uint32_t chunk = std::min({room_, kChunk, left, capacity_ - writeIndex_});
+        const std::size_t bytes = std::size_t{chunk} * source_.sectorSize;
+        std::ranges::copy(sectors.first(bytes), slot(writeIndex_));
+        room_ -= chunk;
+        if (!deliver({slot(writeIndex_), bytes})) return false;
+        sectors = sectors.subspan(bytes);
+    }
+    return true;
+}
+
+bool BurnBuffer::readChunk(std::uint32_t sectors) {
     const std::span target(slot(writeIndex_), std::size_t{sectors} * source_.sectorSize);
-    if (!source_.read(source_.self, deliveredSectors_, target, fault_)) return false;
-    digest_.add(target);
+    return source_.read(source_.self, deliveredSectors_, target, fault_) && deliver(target);
+}
+
+bool BurnBuffer::deliver(std::span<const std::byte> stored) {
+    const auto sectors = static_cast<std::uint32_t>(stored.size() / source_.sectorSize);
+    digest_.add(stored);
     deliveredSectors_ += sectors;
     writeIndex_ = (writeIndex_ + sectors) % capacity_;
     const std::lock_guard guard(lock_);
     filled_ += sectors;
     if (filled_ == capacity_) changed_.notify_one();
     return !stopsProducer_;
+}
+
+std::vector<Text> BurnBuffer::takeWarnings() {
+    const std::lock_guard guard(lock_);
+    return std::exchange(warnings_, {});
 }
 
 std::uint32_t BurnBuffer::filled() const {

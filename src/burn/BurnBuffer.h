@@ -7,6 +7,7 @@
 #include <mutex>
 #include <span>
 #include <thread>
+#include <vector>
 
 #include "app/session/SettingsStore.h"
 #include "app/session/Task.h"
@@ -49,6 +50,8 @@ public:
     bool hasFinished() const;
     /// Why the source ended short. Only once `lookAhead` gave nothing.
     const SourceFault& fault() const { return fault_; }
+    /// What the source warned of since the last call.
+    std::vector<Text> takeWarnings();
     /// SHA-256 of all that the source delivered. Only once it has finished.
     Sha256Digest digest() const { return digest_.value(); }
 
@@ -63,9 +66,13 @@ private:
     // The producer's side.
     void produce();
     bool fillSectors(std::uint32_t count);
+    bool makeSectors();
     /// Waits for room; how many sectors may be stored now, 0 when the buffer is torn down.
     std::uint32_t waitForRoom(std::uint32_t wanted);
-    bool storeChunk(std::uint32_t sectors);
+    bool readChunk(std::uint32_t sectors);
+    bool putSectors(std::span<const std::byte> sectors);
+    /// Hands on what was stored behind the last sector; false when the buffer is torn down.
+    bool deliver(std::span<const std::byte> stored);
 
     void waitForSource(std::uint32_t wanted);
     std::byte* slot(std::uint32_t index) const { return storage_.get() + std::size_t{index} * source_.sectorSize; }
@@ -76,6 +83,7 @@ private:
     std::unique_ptr<std::byte[]> storage_;
     std::uint32_t readIndex_ = 0;                          // the writer's
     std::uint32_t writeIndex_ = 0, deliveredSectors_ = 0;  // the producer's
+    std::uint32_t room_ = 0;                               // the same: sectors that may be stored without waiting
     SourceFault fault_;                                    // the producer's while it runs
     Sha256Stream digest_;                                  // the same
 
@@ -86,6 +94,7 @@ private:
     std::uint32_t filled_ = 0;
     bool isWoken_ = false, stopsProducer_ = false, isPrefilling_ = true;
     bool isRunning_ = false, hasFinished_ = false;
+    std::vector<Text> warnings_;
 
     std::thread producer_;
 };

@@ -96,16 +96,26 @@ void ReportWriteEnd(DiscBurn& burn, WriteEnd end, const BurnBuffer& buffer) {
                           static_cast<std::uint32_t>(burn.start) + burn.written, GetLastDriveError(burn.drive)}));
 }
 
+/// Says what the source warned of; the disc is written to its end all the same.
+void TellWarnings(DiscBurn& burn, BurnBuffer& buffer) {
+    for (const Text& words : buffer.takeWarnings()) {
+        ReportError(burn.task, words);
+        burn.hasWarnings = true;
+    }
+}
+
 /// From the first block to the closed disc. False after a message; what was begun is to be abandoned then.
 bool WriteDisc(DiscBurn& burn, const SectorSource& source, BurnBuffer& buffer) {
     WriteProgress progress(burn, std::uint64_t{source.sectorCount} * source.sectorSize);
     const WriteEnd end = WriteSectors(burn, source, buffer, progress);
     if (end != WriteEnd::Complete) {
         progress.breakOff();
+        TellWarnings(burn, buffer);
         ReportWriteEnd(burn, end, buffer);
         return false;
     }
     progress.finish();
+    TellWarnings(burn, buffer);
     const Sha256Digest digest = buffer.digest();
     burn.task.log.append(
         burn.task.session.texts().format(TextId::BurnDigest, {ToHex(std::as_bytes(std::span(digest)))}));

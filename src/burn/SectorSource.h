@@ -19,7 +19,16 @@ struct SourceFault {
 
 void ReportFault(Task& task, const SourceFault& fault);
 
-/// Where the sectors of a burn come from.
+/// Where a source that makes its sectors in order puts them.
+struct SectorIntake {
+    void* self;
+    /// Takes whole sectors; false when no more are wanted.
+    bool (*put)(void* self, std::span<const std::byte> sectors);
+    /// Hears of data that are not what they should be; the sectors go on.
+    void (*warn)(void* self, const Text& words);
+};
+
+/// Where the sectors of a burn come from: either they are read, or made from the first to the last.
 struct SectorSource {
     void* self = nullptr;
     std::uint32_t sectorSize = 0;   // 2048 for data, 2352 for audio and raw sectors
@@ -27,6 +36,9 @@ struct SectorSource {
     /// Fills `target`, which is whole sectors, from sector `first` on; false with the reason in `fault`. Called on a
     /// thread of the buffer's, by one at a time.
     bool (*read)(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault& fault) = nullptr;
+    /// Instead of `read`: puts all sectors, each time it is called; false with the reason in `fault`, which nobody
+    /// hears when no more were wanted. Called on a thread of the buffer's, by one at a time.
+    bool (*make)(void* self, const SectorIntake& intake, SourceFault& fault) = nullptr;
     bool isDisc = false;  // another disc, read while this one is written
 };
 

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "base/DiscLayout.h"
+#include "base/Sectors.h"
 #include "burn/BurnBuffer.h"
 #include "burn/DamagedFiles.h"
 #include "optical/SectorReader.h"
@@ -42,7 +43,10 @@ public:
 
     VerifyOutcome run() {
         const VerifyOutcome outcome = compareAll();
-        if (!damaged_.empty()) NameDamagedFiles(task_, request_.source, damaged_);
+        // Of an image that was made on its way the disc tells which files it has.
+        const SectorSource disc{this, request_.source.sectorSize, request_.source.sectorCount, readDisc};
+        const SectorSource& named = request_.source.read != nullptr ? request_.source : disc;
+        if (!damaged_.empty()) NameDamagedFiles(task_, named, damaged_);
         return outcome;
     }
 
@@ -80,11 +84,25 @@ private:
         return hasErrors ? VerifyOutcome::WithErrors : VerifyOutcome::Passed;
     }
 
+    static bool readDisc(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault&) {
+        const auto& verifier = *static_cast<Verifier*>(self);
+        for (std::uint32_t count; !target.empty(); first += count) {
+            count = std::min<std::uint32_t>(kChunk, static_cast<std::uint32_t>(target.size() / kSectorSize));
+            const std::span<std::byte> piece = target.first(std::size_t{count} * kSectorSize);
+            if (!ReadSectors(verifier.reader_, verifier.placeOf(first), count, piece)) return false;
+            target = target.subspan(piece.size());
+        }
+        return true;
+    }
+
+    Lba placeOf(std::uint32_t sector) const {
+        return Lba{static_cast<std::int32_t>(request_.start) + static_cast<std::int32_t>(sector)};
+    }
+
     ChunkEnd compareChunk(std::uint32_t first, std::uint32_t count, std::span<const std::byte> expected) {
         const std::span<std::byte> target = std::span(read_).first(expected.size());
-        const Lba place{static_cast<std::int32_t>(request_.start) + static_cast<std::int32_t>(first)};
         while (true) {
-            if (!ReadSectors(reader_, place, count, target)) {
+            if (!ReadSectors(reader_, placeOf(first), count, target)) {
                 tell(TextId::ErrorReadingDiscData, first, count);
                 TellError(task_, TextId::PlaceAndCode,
                           {task_.session.texts()[TextId::ErrorReadingDiscData], GetLastDriveError(request_.drive)});

@@ -198,6 +198,54 @@ TEST_F(BurnBufferTest, TearingDownEarlyEndsTheProducer) {
     EXPECT_LE(numbers.largestRead, 512u);
 }
 
+/// Makes its sectors in pieces that fit nothing.
+struct MadeSource {
+    static constexpr std::uint32_t kPiece = 700;
+    std::uint32_t made = 0;  // in all
+
+    SectorSource source(std::uint32_t announced) {
+        return {.self = this, .sectorSize = 2048, .sectorCount = announced, .make = make};
+    }
+    static bool make(void* self, const SectorIntake& intake, SourceFault&) {
+        auto& source = *static_cast<MadeSource*>(self);
+        std::vector<std::byte> piece(kPiece * 2048);
+        for (std::uint32_t number = 0; number < source.made; number += kPiece) {
+            for (std::uint32_t index = 0; index < kPiece; ++index) {
+                const std::uint32_t value = number + index;
+                std::memcpy(piece.data() + std::size_t{index} * 2048, &value, sizeof value);
+            }
+            if (!intake.put(intake.self, std::span(piece).first(std::min(kPiece, source.made - number) * 2048)))
+                return false;
+        }
+        intake.warn(intake.self, u"odd");
+        return true;
+    }
+};
+
+TEST_F(BurnBufferTest, MadeSectorsComeOnceAndInOrder) {
+    constexpr std::uint32_t kCount = 30'000;
+    static constexpr struct {
+        std::uint32_t announced;
+        bool isWhole;
+    } kCases[] = {{kCount, true}, {kCount + 16, false}, {kCount - 16, false}};
+    for (const auto& [announced, isWhole] : kCases) {
+        MadeSource made{kCount};
+        const auto buffer = CreateBurnBuffer(fake.task, made.source(announced));
+        ASSERT_NE(buffer, nullptr);
+        for (std::uint32_t number = 0; number + 16 <= std::min(announced, kCount); number += 16) {
+            ASSERT_TRUE(take(*buffer, 16));
+            ASSERT_EQ(NumberIn(scratch, 5), number + 5);
+        }
+        EXPECT_FALSE(take(*buffer, 1));
+        EXPECT_EQ(buffer->hasFinished(), isWhole);
+        EXPECT_EQ(buffer->takeWarnings().size(), announced >= kCount);
+        EXPECT_TRUE(buffer->takeWarnings().empty());
+    }
+    MadeSource endless{4'000'000'000};
+    const auto buffer = CreateBurnBuffer(fake.task, endless.source(endless.made));
+    ASSERT_NE(buffer, nullptr) << "and is torn down with sectors to come";
+}
+
 TEST_F(BurnBufferTest, ASourceDiscIsReadInSmallPieces) {
     SectorSource source = numbers.source(40'000);
     source.isDisc = true;

@@ -38,12 +38,32 @@ protected:
 
 TEST_F(Burn, NamesTheFilesOfSectorsThatCannotBeRead) {
     EXPECT_EQ(run("tvdrive", {"fault", "F:", "--read-error", sectorOf('h')}).status, 0);
-    const ProgramEnd end = run("tvcmd", {"burn-image", folder_ / "x.iso", "F:", "-verify"});
-    EXPECT_EQ(end.status, 255);
-    EXPECT_THAT(end.output, HasSubstr("Burning completed successfully.\r\nVerifying media...\r\n"));
-    EXPECT_THAT(end.output, HasSubstr("Files that are damaged on the disc:\r\n  /deep/hurt.bin\r\n"));
-    EXPECT_THAT(end.output, Not(HasSubstr("whole.bin")));
-    EXPECT_THAT(end.output, EndsWith("Verifying media failed.\r\n"));
+    for (const char* source : {"x.iso", "files"}) {
+        EXPECT_EQ(run("tvdrive", {"eject", "F:"}).status, 0);
+        EXPECT_EQ(run("tvdrive", {"new", folder_ / (std::string(source) + ".tvdisc"), "--media", "DVD-R"}).status, 0);
+        EXPECT_EQ(run("tvdrive", {"insert", "F:", folder_ / (std::string(source) + ".tvdisc")}).status, 0);
+        const ProgramEnd end = run("tvcmd", {"burn-image", folder_ / source, "F:", "-verify"});
+        EXPECT_EQ(end.status, 255);
+        EXPECT_THAT(end.output, HasSubstr("Burning completed successfully.\r\nVerifying media...\r\n"));
+        EXPECT_THAT(end.output, HasSubstr("Files that are damaged on the disc:\r\n  /deep/hurt.bin\r\n"));
+        EXPECT_THAT(end.output, Not(HasSubstr("whole.bin")));
+        EXPECT_THAT(end.output, EndsWith("Verifying media failed.\r\n"));
+    }
+}
+
+TEST_F(Burn, TakesAFolderAsItStands) {
+    EXPECT_EQ(run("tvcmd", {"burn-image", folder_ / "gone", "F:"}).status, 255);
+    const ProgramEnd end = run("tvcmd", {"burn-image", folder_ / "files", "F:", "-verify", "-label", "STRAIGHT", "-udf",
+                                         "on", "-add", folder_ / "files/deep", "/more"});
+    EXPECT_EQ(end.status, 0) << end.output;
+    EXPECT_THAT(end.output, EndsWith("Verifying media completed successfully.\r\n"));
+    EXPECT_EQ(run("tvdrive", {"eject", "F:"}).status, 0);
+    EXPECT_EQ(run("tvdrive", {"export", folder_ / "a.tvdisc", folder_ / "out.iso"}).status, 0);
+    const ProgramEnd list = run("tvcmd", {"list", folder_ / "out.iso", "/", "-r"});
+    for (const char* path : {"/deep", "hurt.bin", "/more/deep", "whole.bin"}) EXPECT_THAT(list.output, HasSubstr(path));
+    EXPECT_EQ(run("tvcmd", {"extract", folder_ / "out.iso", "/", "-od", folder_ / "back"}).status, 0);
+    EXPECT_TRUE(folder_.read("back/deep/hurt.bin") == std::string(200000, 'h'));
+    EXPECT_TRUE(folder_.read("back/whole.bin") == std::string(200000, 'w'));
 }
 
 TEST_F(Burn, PassesAndIsRefusedOfASimulation) {

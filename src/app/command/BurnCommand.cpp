@@ -4,10 +4,13 @@
 #include <memory>
 #include <optional>
 
+#include "app/command/SourceImage.h"
 #include "app/session/Settings.h"
+#include "authoring/Adding.h"
 #include "base/DiscLayout.h"
 #include "base/Sectors.h"
 #include "burn/BurnImage.h"
+#include "burn/CompilationSource.h"
 #include "burn/CueSource.h"
 #include "image/CueSheet.h"
 #include "optical/SendCommand.h"
@@ -53,11 +56,27 @@ OpenedDrive TakeDrive(Task& task, char16_t letter) {
     return {};
 }
 
-/// The image that is burned; no files after a message.
+/// What is burned: an image or a folder; neither after a message.
 struct OpenedSource {
     std::unique_ptr<FileSource> files;
-    std::optional<CdContent> cd;
+    std::optional<CdContent> cd = {};
+    std::unique_ptr<CompilationSource> compilation = {};
+
+    bool isOpen() const { return files != nullptr || (compilation != nullptr && compilation->isReady()); }
+    SectorSource sectors() const { return files != nullptr ? files->source() : compilation->source(); }
 };
+
+/// The files of the folder, with what switches have put into the compilation.
+OpenedSource CompileFolder(Task& task, ImageBuildContext& compilation, const Text& path) {
+    task.session.printAndMark(task.session.texts().format(TextId::Adding, {path}));
+    if (AddFromDisk(task, compilation, path + u"/.", *compilation.root) == AddResult::NotFound) {
+        TellError(task, TextId::CannotFindLocal, {path});
+        return {};
+    }
+    if (task.flags.cancel) return {};
+    task.session.printDone();
+    return {.files = nullptr, .compilation = std::make_unique<CompilationSource>(task, compilation)};
+}
 
 OpenedSource OpenSheet(Task& task, const Text& path) {
     const Texts& texts = task.session.texts();
@@ -76,7 +95,8 @@ OpenedSource OpenSheet(Task& task, const Text& path) {
     return opened;
 }
 
-OpenedSource OpenSource(Task& task, const Text& path) {
+OpenedSource OpenSource(Task& task, ImageBuildContext& compilation, const Text& path) {
+    if (IsFolder(path)) return CompileFolder(task, compilation, path);
     if (EqualsIgnoringCase(ExtensionOf(path), u"cue")) return OpenSheet(task, path);
     OpenedSource opened{std::make_unique<FileSource>(kSectorSize), std::nullopt};
     const std::uint32_t sectorSize = IsRawImage(path) ? kRawSectorSize : kSectorSize;
@@ -116,18 +136,18 @@ Status BurnCopies(Task& task, const BurnRequest& request) {
 
 }  // namespace
 
-Status BurnImageFile(Task& task, const CommandRequest& request) {
-    const OpenedSource source = OpenSource(task, request.source);
-    if (source.files == nullptr) return Status::Failed;
+Status BurnSource(Task& task, ImageBuildContext& compilation, const CommandRequest& request) {
     const BurnOptions options = OptionsOf(task, request);
     if (options.simulates && options.verifies) {
         ReportError(task, Text(task.session.texts()[TextId::VerifyNotSimulated]));
         return Status::Failed;
     }
+    const OpenedSource source = OpenSource(task, compilation, request.source);
+    if (!source.isOpen()) return Status::Failed;
     const OpenedDrive drive = TakeDrive(task, *ParseDrive(request.target));
     if (!drive) return Status::Failed;
     const Status status =
-        BurnCopies(task, {.drive = drive.get(), .source = source.files->source(), .options = options, .cd = source.cd});
+        BurnCopies(task, {.drive = drive.get(), .source = source.sectors(), .options = options, .cd = source.cd});
     UnlockVolume(drive.get());
     if (request.has(Switch::Eject) && status == Status::Ok)
         static_cast<void>(MoveTray(task, drive.get(), UnitAction::Eject));

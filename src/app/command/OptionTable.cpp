@@ -102,7 +102,7 @@ constexpr OptionRow kOptions[] = {
     {u"-h", u"", TakeCommand<CommandKind::Usage>},
     {u"-help", u"", TakeCommand<CommandKind::Usage>},
     {u"make-image", u"DRIVE -o FILE", TakeCommand<CommandKind::MakeImage, kSource>, Parameter::Other},
-    {u"burn-image", u"IMAGE DRIVE", TakeCommand<CommandKind::BurnImage, kSource, kTarget>, Parameter::Path,
+    {u"burn-image", u"IMAGE-OR-FOLDER DRIVE", TakeCommand<CommandKind::BurnImage, kSource, kTarget>, Parameter::Path,
      Parameter::Other},
     {u"erase-disc", u"DRIVE", TakeCommand<CommandKind::EraseDisc, kTarget>, Parameter::Other},
     {u"copy-disc", u"SOURCE-DRIVE BURNER-DRIVE", TakeCommand<CommandKind::CopyDisc, kSource, kTarget>, Parameter::Other,

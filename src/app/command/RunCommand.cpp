@@ -97,7 +97,8 @@ Status RunEdit(CommandContext& context) {
 
 Status RunBurnImage(CommandContext& context) {
     const CommandRequest& request = context.request;
-    if (!PassesChecks(context) || !CanOpenImage(context.task, request.source, TextId::CannotOpenImage))
+    if (!PassesChecks(context)) return Status::Failed;
+    if (!IsFolder(request.source) && !CanOpenImage(context.task, request.source, TextId::CannotOpenImage))
         return Status::Failed;
     if (IsPackedArchive(request.source)) {
         const Texts& texts = context.task.session.texts();
@@ -105,7 +106,7 @@ Status RunBurnImage(CommandContext& context) {
         return Status::Failed;
     }
     if (!FindDrive(context, request.target)) return Status::Failed;
-    return BurnImageFile(context.task, request);
+    return BurnSource(context.task, context.compilation, request);
 }
 
 Status RunCopyDisc(CommandContext& context) {

@@ -39,4 +39,9 @@ bool IsPackedArchive(const Text& path) {
     });
 }
 
+bool IsFolder(const Text& path) {
+    FileInfo info;
+    return !GetTargetInfo(path, info).failed() && info.kind == FileKind::Folder;
+}
+
 }  // namespace tovlark

@@ -13,4 +13,7 @@ bool CanOpenImage(Task& task, const Text& path, TextId cannotOpen);
 /// bytes. False for what cannot be read.
 bool IsPackedArchive(const Text& path);
 
+/// True for a folder, or a link to one.
+bool IsFolder(const Text& path);
+
 }  // namespace tovlark
