@@ -8,7 +8,6 @@ namespace tovlark {
 namespace {
 
 constexpr std::uint32_t kCluster = 32;
-constexpr std::uint64_t kQuickFormatMilliseconds = 40000;
 constexpr Refusal kCannotFormat{5, 0x30, 0x06}, kNoSpareLeft{3, 0x32, 0x00};
 
 /// The share of a disc that so many clusters are on one of 25 GB.
@@ -97,8 +96,8 @@ Refusal FormatBd(SimDrive& drive, const BdFormat& format) {
     if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
     constexpr unsigned kFullCertification = 3;
     const bool isFull = format.type == 0x30 && format.subtype == kFullCertification;
-    const std::uint64_t whole = std::uint64_t{drive.state().blocks} * 2048 / std::max(WriteSpeedOf(drive), 1u);
-    TakeTime(drive, kFormatRunning, isFull ? whole : kQuickFormatMilliseconds, format.immed);
+    const std::uint64_t quick = TimesOf(drive.rules()).quickErase * kMillisecond;
+    Occupy(drive, kFormatRunning, isFull ? CertifyTime(drive) : quick, format.immed);
     return {};
 }
 

@@ -122,12 +122,6 @@ std::vector<std::uint32_t> SpeedsOf(const SimDrive& drive) {
     return speeds;
 }
 
-std::uint32_t ReadSpeedOf(const SimDrive& drive) {
-    const std::vector<std::uint32_t> speeds = SpeedsOf(drive);
-    if (speeds.empty()) return 0;
-    return drive.readSpeed == 0 ? speeds.front() : std::min<std::uint32_t>(drive.readSpeed, speeds.front());
-}
-
 /// Page 2Ah names the speeds of what is loaded.
 void FillCapabilities(const SimDrive& drive, std::vector<std::uint8_t>& page) {
     const std::vector<std::uint32_t> speeds = SpeedsOf(drive);
@@ -193,8 +187,18 @@ void ChooseWriteType(SimDrive& drive) {
 
 WriteParameters CurrentWriteParameters(const SimDrive& drive) {
     const std::vector<std::uint8_t>& page = std::ranges::find(drive.pages, 0x05, &ModePage::code)->current;
-    return {static_cast<std::uint8_t>(page[2] & 15), static_cast<std::uint8_t>(page[3] & 15),
-            static_cast<std::uint8_t>(page[4] & 15), (page[2] & 0x10) != 0, (page[3] & 0xC0) == 0xC0};
+    return {static_cast<std::uint8_t>(page[2] & 15),
+            static_cast<std::uint8_t>(page[3] & 15),
+            static_cast<std::uint8_t>(page[4] & 15),
+            (page[2] & 0x10) != 0,
+            (page[3] & 0xC0) == 0xC0,
+            (page[2] & 0x40) != 0};
+}
+
+std::uint32_t ReadSpeedOf(const SimDrive& drive) {
+    if (drive.disc == nullptr) return 0;
+    const std::uint32_t most = std::uint32_t{drive.rules().maximumSpeed} * drive.rules().singleSpeed;
+    return drive.readSpeed == 0 ? most : std::min<std::uint32_t>(drive.readSpeed, most);
 }
 
 std::uint32_t WriteSpeedOf(const SimDrive& drive) {

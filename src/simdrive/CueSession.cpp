@@ -135,9 +135,13 @@ std::optional<std::vector<DiscTrack>> PlanTracks(const DiscState& state, const C
 /// Parts that the drive makes, and what ends the session.
 Refusal AdvanceCue(SimDrive& drive) {
     for (const CueRegion& cue : drive.cues)
-        if (cue.blockBytes == 0 && cue.track != 0 && cue.first == drive.cueNext) drive.cueNext = cue.end;
+        if (cue.blockBytes == 0 && cue.track != 0 && cue.first == drive.cueNext) {
+            WriteMade(drive, cue.first, static_cast<std::uint32_t>(cue.end - cue.first));
+            drive.cueNext = cue.end;
+        }
     if (drive.cueNext != drive.cues.back().end) return {};
     drive.cues.clear();
+    WriteOn(drive, CloseTime(drive, true, /*hasLeadIn*/ true));
     DiscState& state = drive.state();
     if (drive.isTestWrite) return Flush(drive);
     for (DiscTrack& track : state.tracks) {
@@ -197,6 +201,7 @@ Refusal SendCueSheet(SimDrive& drive, Request& request) {
     drive.cues = std::move(sheet.regions);
     drive.cueText = {};
     drive.cueNext = begin;
+    drive.motion.wantsLeadIn = !sheet.hasText;
     if (sheet.hasText) {
         drive.cues.insert(drive.cues.begin(), {.hasSubchannel = true, .first = leadIn, .end = begin});
         drive.cueNext = leadIn;
@@ -219,7 +224,7 @@ Refusal WriteCueRegion(SimDrive& drive, Request& request, std::int32_t block, st
         if (next == nullptr || next->hostBytes() != blockBytes) return kEndOfTrack;
         at = next->end;
     }
-    if (!HasBufferRoom(drive, std::uint64_t{count} * blockBytes)) return kLongWrite;
+    if (const Refusal refusal = AdmitWrite(drive, block, std::uint64_t{count} * blockBytes)) return refusal;
     for (std::int64_t at = block; at < end;) {
         const CueRegion* part = RegionOf(drive, at);
         const std::int64_t partEnd = std::min<std::int64_t>(part->end, end);
@@ -229,6 +234,7 @@ Refusal WriteCueRegion(SimDrive& drive, Request& request, std::int32_t block, st
         at = partEnd;
     }
     request.transferred = count * blockBytes;
+    BookWrite(drive, {.first = block, .count = count, .bytes = request.transferred});
     drive.cueNext = static_cast<std::int32_t>(end);
     return AdvanceCue(drive);
 }

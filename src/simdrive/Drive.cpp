@@ -78,20 +78,20 @@ constexpr std::array<std::uint8_t, 256> kRowOf = [] {
 /// What keeps a ready drive from taking a command.
 Refusal Obstacle(SimDrive& drive, Needs needs) {
     if (needs == Needs::Nothing) return {};
+    if (drive.running) {
+        const std::uint64_t now = drive.nanoseconds(), length = drive.runningUntil - drive.runningSince;
+        if (now < drive.runningUntil) {
+            Refusal busy = drive.running;
+            busy.progress = static_cast<std::uint16_t>((now - drive.runningSince) / kMillisecond * 65535 /
+                                                       std::max<std::uint64_t>(length / kMillisecond, 1));
+            return busy;
+        }
+        drive.running = {};
+    }
     if (!drive.attentions.empty()) {
         const Refusal attention = drive.attentions.front();
         drive.attentions.pop_front();
         return attention;
-    }
-    if (drive.running) {
-        const std::uint64_t now = drive.now(), length = drive.runningUntil - drive.runningSince;
-        if (now < drive.runningUntil) {
-            Refusal busy = drive.running;
-            busy.progress =
-                static_cast<std::uint16_t>((now - drive.runningSince) * 65535 / std::max<std::uint64_t>(length, 1));
-            return busy;
-        }
-        drive.running = {};
     }
     if (needs != Needs::Disc) return {};
     if (drive.isTrayOpen) return kTrayOpen;
@@ -156,14 +156,6 @@ Refusal Answer(Request& request, const Reply& reply, std::uint32_t allocatedByte
     return {};
 }
 
-void TakeTime(SimDrive& drive, const Refusal& sense, std::uint64_t milliseconds, bool immed) {
-    if (!drive.isRealTime || milliseconds == 0) return;
-    if (!immed) return drive.clock->sleep(drive.clock->self, static_cast<std::uint32_t>(milliseconds));
-    drive.running = sense;
-    drive.runningSince = drive.now();
-    drive.runningUntil = drive.runningSince + milliseconds;
-}
-
 Refusal Keep(SimDrive& drive) {
     // What a test write changed is never kept.
     if (drive.isTestWrite) return {};
@@ -174,7 +166,7 @@ void LoadDisc(SimDrive& drive, std::unique_ptr<Disc> disc) {
     drive.disc = std::move(disc);
     drive.cues.clear();
     drive.isTestWrite = false;
-    drive.bufferEmptyAt = 0;
+    drive.motion = {};
     drive.position = 0;
     drive.backgroundSince = 0;
     drive.running = {};
@@ -218,19 +210,42 @@ Refusal Inquiry(SimDrive& drive, Request& request) {
     return Answer(request, reply, allocated);
 }
 
+namespace {
+
+constexpr std::uint64_t kTrayTime = 2000 * kMillisecond, kStopTime = 2000 * kMillisecond;
+
+/// START STOP UNIT that leaves the tray where it is.
+Refusal Spin(SimDrive& drive, bool starts, bool immed) {
+    if (drive.disc == nullptr || drive.isTrayOpen) return !starts ? Refusal{} : drive.isTrayOpen ? kTrayOpen : kNoDisc;
+    if (drive.motion.isSpinning == starts) return {};
+    const std::uint64_t time = starts ? TimesOf(drive.rules()).spinUp * kMillisecond : kStopTime;
+    Occupy(drive, kBecomingReady, time, immed);
+    drive.motion.isSpinning = starts;
+    drive.motion.cachedFrom.reset();
+    return {};
+}
+
+}  // namespace
+
 Refusal StartStopUnit(SimDrive& drive, Request& request) {
     const bool loadsOrEjects = (request.cdb[4] & 2) != 0, starts = (request.cdb[4] & 1) != 0;
     if ((request.cdb[4] & 0xF0) != 0) return {};  // power conditions
-    if (!loadsOrEjects) return starts && drive.disc == nullptr ? (drive.isTrayOpen ? kTrayOpen : kNoDisc) : Refusal{};
+    const bool immed = (request.cdb[1] & 1) != 0;
+    if (!loadsOrEjects) return Spin(drive, starts, immed);
     if (!starts && drive.preventsRemoval) return kRemovalPrevented;
-    if (drive.running && drive.now() < drive.runningUntil) return drive.running;
-    if (drive.disc != nullptr)
+    if (drive.disc != nullptr) {
         if (const Refusal refusal = Flush(drive)) return refusal;
+        Occupy(drive, kOperationRunning, 0, false);
+    }
     if (starts == !drive.isTrayOpen) return {};
+    if (!immed) Pause(drive, kTrayTime);
     drive.isTrayOpen = !starts;
+    drive.motion = {};
     if (drive.disc != nullptr) {
         drive.mediaEvent = starts ? 2 : 3;
         if (starts) LoadDisc(drive, std::move(drive.disc));
+        if (starts) Occupy(drive, kBecomingReady, TimesOf(drive.rules()).load * kMillisecond, immed);
+        drive.motion.isSpinning = starts;
     }
     return {};
 }
@@ -245,7 +260,7 @@ Refusal GetEventStatus(SimDrive& drive, Request& request) {
     constexpr std::uint8_t kClasses[] = {kOperational, kPower, kMedia, kBusy};
     constexpr std::uint8_t kSupported = 1 << kOperational | 1 << kPower | 1 << kMedia | 1 << kBusy;
     if ((request.cdb[1] & 1) == 0) return kInvalidField;  // asynchronous events
-    const std::uint64_t now = drive.now(), busyFor = drive.runningUntil > now ? drive.runningUntil - now : 0;
+    const std::uint64_t now = drive.nanoseconds(), busyFor = drive.runningUntil > now ? drive.runningUntil - now : 0;
     const bool isBusy = drive.running && busyFor > 0;
     const auto hasEvent = [&](std::uint8_t kind) {
         return kind == kMedia ? drive.mediaEvent != 0 : kind == kBusy && isBusy;
@@ -264,7 +279,8 @@ Refusal GetEventStatus(SimDrive& drive, Request& request) {
             .put(1, (isIn ? 2 : 0) | (drive.isTrayOpen ? 1 : 0))
             .put(2, 0);
     if (told == kBusy)
-        reply.put(1, isBusy).put(1, isBusy).put(2, std::min<std::uint64_t>(busyFor / 100, 0xFFFF));  // in 100 ms
+        reply.put(1, isBusy).put(1, isBusy).put(
+            2, std::min<std::uint64_t>(busyFor / (100 * kMillisecond), 0xFFFF));  // in 100 ms
     return Answer(request, reply, request.be(7, 2));
 }
 

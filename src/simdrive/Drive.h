@@ -14,6 +14,7 @@
 #include "base/Msf.h"
 #include "platform/DiscDevice.h"
 #include "simdrive/Disc.h"
+#include "simdrive/DriveTime.h"
 #include "simdrive/Faults.h"
 
 namespace tovlark {
@@ -27,13 +28,14 @@ struct Refusal {
 };
 
 inline constexpr Refusal kNoDisc{2, 0x3A, 0x01}, kTrayOpen{2, 0x3A, 0x02}, kFormatRunning{2, 0x04, 0x04},
-    kOperationRunning{2, 0x04, 0x07}, kLongWrite{2, 0x04, 0x08}, kNotFormatted{3, 0x31, 0x00},
-    kReadError{3, 0x11, 0x00}, kUnreadable{3, 0x11, 0x05}, kFileFailed{4, 0x44, 0x00}, kInvalidOpcode{5, 0x20, 0x00},
-    kBlockOutOfRange{5, 0x21, 0x00}, kWrongWriteAddress{5, 0x21, 0x02}, kInvalidField{5, 0x24, 0x00},
-    kListTooShort{5, 0x1A, 0x00}, kInvalidParameter{5, 0x26, 0x00}, kSequence{5, 0x2C, 0x00},
-    kSavingUnsupported{5, 0x39, 0x00}, kUnsuitableFormat{5, 0x30, 0x05}, kUnsuitableMedium{5, 0x30, 0x02},
-    kRemovalPrevented{5, 0x53, 0x02}, kEndOfTrack{5, 0x63, 0x00}, kWrongTrackMode{5, 0x64, 0x00},
-    kSessionIncomplete{5, 0x72, 0x03}, kDiscChanged{6, 0x28, 0x00}, kDataPhase{11, 0x4B, 0x00};
+    kBecomingReady{2, 0x04, 0x01}, kOperationRunning{2, 0x04, 0x07}, kLongWrite{2, 0x04, 0x08},
+    kNotFormatted{3, 0x31, 0x00}, kReadError{3, 0x11, 0x00}, kUnreadable{3, 0x11, 0x05}, kFileFailed{4, 0x44, 0x00},
+    kInvalidOpcode{5, 0x20, 0x00}, kBlockOutOfRange{5, 0x21, 0x00}, kWrongWriteAddress{5, 0x21, 0x02},
+    kInvalidField{5, 0x24, 0x00}, kListTooShort{5, 0x1A, 0x00}, kInvalidParameter{5, 0x26, 0x00},
+    kSequence{5, 0x2C, 0x00}, kSavingUnsupported{5, 0x39, 0x00}, kUnsuitableFormat{5, 0x30, 0x05},
+    kUnsuitableMedium{5, 0x30, 0x02}, kRemovalPrevented{5, 0x53, 0x02}, kEndOfTrack{5, 0x63, 0x00},
+    kWrongTrackMode{5, 0x64, 0x00}, kSessionIncomplete{5, 0x72, 0x03}, kDiscChanged{6, 0x28, 0x00},
+    kDataPhase{11, 0x4B, 0x00};
 
 /// One command that is carried out.
 struct Request {
@@ -83,6 +85,7 @@ struct CueRegion {
 struct WriteParameters {
     std::uint8_t type, trackMode, blockType;
     bool isTest, leavesOpen;
+    bool isGapFree;  // BUFE: the drive goes on without a gap when its buffer ran empty
 };
 
 /// Takes the packs of CD-Text out of what is written into a lead-in, where they are repeated.
@@ -122,10 +125,11 @@ struct SimDrive {
     void* power = nullptr;  // of `losePower`, which ends the process; null: the power never goes
     void (*losePower)(void* power) = nullptr;
 
-    Refusal running;  // an operation that goes on after its command ended
-    std::uint64_t runningSince = 0, runningUntil = 0;
-    std::uint64_t bufferEmptyAt = 0;
-    std::uint64_t backgroundSince = 0;
+    Refusal running;                                   // an operation that goes on after its command ended
+    std::uint64_t runningSince = 0, runningUntil = 0;  // nanoseconds
+    std::uint64_t backgroundSince = 0;                 // the same
+    Motion motion;
+    std::uint32_t underruns = 0;  // how often the buffer ran empty in the middle of a write
 
     std::vector<CueRegion> cues;  // a lead-in that the host writes comes first, as track 0
     std::int32_t cueNext = 0;
@@ -134,7 +138,7 @@ struct SimDrive {
     bool isTestWrite = false;   // what is being written does not stay
     DiscState beforeTest;       // to go back to
 
-    std::uint64_t now() const { return clock->milliseconds(clock->self); }
+    std::uint64_t nanoseconds() const { return clock->milliseconds(clock->self) * kMillisecond; }
     DiscState& state() { return disc->state; }
     const MediumRules& rules() const { return *disc->state.rules; }
 };
@@ -148,18 +152,17 @@ SystemError Execute(SimDrive& drive, PassThrough& command);
 
 /// Sends the first bytes of an answer, as many as were asked for.
 Refusal Answer(Request& request, const Reply& reply, std::uint32_t allocatedBytes);
-/// Takes time: answers `sense` until it is over, or (not `immed`) waits here.
-void TakeTime(SimDrive& drive, const Refusal& sense, std::uint64_t milliseconds, bool immed);
 /// Keeps the disc's state; `kFileFailed` when the file cannot be written.
 Refusal Keep(SimDrive& drive);
 
 void ResetModePages(SimDrive& drive);
 void ChooseWriteType(SimDrive& drive);
 WriteParameters CurrentWriteParameters(const SimDrive& drive);
+/// 1000 bytes a second.
+std::uint32_t ReadSpeedOf(const SimDrive& drive);
 std::uint32_t WriteSpeedOf(const SimDrive& drive);
-/// Bytes that wait in the drive's buffer, of `kBufferBytes`.
-std::uint64_t BufferedBytes(const SimDrive& drive);
-inline constexpr std::uint32_t kBufferBytes = 2 << 20;
+/// Lasts longer than hosts wait with a full buffer, 100 ms, at every speed.
+inline constexpr std::uint32_t kBufferBytes = 8 << 20;
 
 /// Ends what is being written: tracks of a packet are filled up, disc-at-once is closed.
 Refusal Flush(SimDrive& drive);
@@ -173,8 +176,6 @@ std::int32_t LeadInStart(const DiscState& state);
 /// The invisible track that comes behind what is recorded, if there is room for one.
 void AppendInvisible(DiscState& state, std::uint8_t session, std::int64_t first, std::uint32_t pregap);
 bool IsInvisible(const DiscTrack& track);
-/// Whether the drive's buffer takes so many bytes; it holds them then.
-bool HasBufferRoom(SimDrive& drive, std::uint64_t bytes);
 
 /// Q channel of a block (ECMA-130 22.3), with its CRC.
 std::array<std::uint8_t, 12> QChannel(const DiscState& state, const DiscTrack& track, std::int32_t block);

@@ -119,13 +119,14 @@ Refusal BusyAnswer(SimDrive& drive) {
     if (faults.busy == BusyFault::None || drive.counts.ready++ < faults.busyAfter) return {};
     if (drive.counts.busyAnswers == kMostAnswers[static_cast<std::size_t>(faults.busy)]) return {};
     ++drive.counts.busyAnswers;
-    constexpr Refusal kBecomingReady{2, 0x04, 0x01};
     return faults.busy == BusyFault::Transient ? kBecomingReady : kOperationRunning;
 }
 
 std::uint64_t ReadableBlocks(SimDrive& drive, std::int64_t block, std::uint64_t count) {
+    constexpr std::uint64_t kRetryTime = 2000 * kMillisecond;  // a drive tries long to read what it cannot
     std::int64_t first = 0;
     if (Overlap(drive.faults.readErrors, block, count, first) > 0) count = static_cast<std::uint64_t>(first - block);
+    if (count == 0) Pause(drive, kRetryTime);
     const std::uint64_t slowCount = Overlap(drive.faults.slowBlocks, block, count, first);
     if (slowCount > 0)
         drive.clock->sleep(drive.clock->self,

@@ -9,17 +9,13 @@ namespace tovlark {
 namespace {
 
 constexpr std::int32_t kCdPregap = 150, kRunOut = 2;
-constexpr std::uint64_t kOpcMilliseconds = 5000, kCloseTrackMilliseconds = 3000, kCloseSessionMilliseconds = 20000,
-                        kQuickMilliseconds = 25000;
 
 std::uint32_t RoundUp(std::uint32_t blocks, std::uint32_t multiple) {
     return (blocks + multiple - 1) / multiple * multiple;
 }
 
-/// Milliseconds that writing every block of the disc takes.
-std::uint64_t WholeDiscTime(const SimDrive& drive) {
-    return std::uint64_t{drive.disc->state.blocks} * 2048 / std::max(WriteSpeedOf(drive), 1u);
-}
+std::uint64_t QuickTime(const SimDrive& drive) { return TimesOf(drive.rules()).quickErase * kMillisecond; }
+std::uint64_t CloseTrackTime(const SimDrive& drive) { return TimesOf(drive.rules()).closeTrack * kMillisecond; }
 
 bool IsTest(const SimDrive& drive) { return drive.rules().writeTypes != 0 && CurrentWriteParameters(drive).isTest; }
 
@@ -70,8 +66,8 @@ void FormatFully(DiscState& state) {
         {.state = TrackState::Complete, .size = state.blocks, .next = static_cast<std::int32_t>(state.blocks)}};
 }
 
-/// FORMAT UNIT of DVD+RW: the disc can be written at once, the rest is done beside it.
-Refusal FormatPlus(SimDrive& drive, bool isRestart) {
+/// FORMAT UNIT of DVD+RW: the disc can be written soon, the rest is done beside it.
+Refusal FormatPlus(SimDrive& drive, bool isRestart, bool immed) {
     DiscState& state = drive.state();
     if (isRestart) {
         if (state.background != BackgroundFormat::Stopped) return kInvalidParameter;
@@ -83,7 +79,8 @@ Refusal FormatPlus(SimDrive& drive, bool isRestart) {
         if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
     }
     drive.state().background = BackgroundFormat::Running;
-    drive.backgroundSince = drive.now();
+    Occupy(drive, kFormatRunning, isRestart ? CloseTrackTime(drive) : QuickTime(drive), immed);
+    drive.backgroundSince = drive.nanoseconds();
     AdvanceBackground(drive);
     return Keep(drive);
 }
@@ -100,7 +97,7 @@ Refusal FormatRam(SimDrive& drive, const Request& request, bool immed) {
     fresh.eraseCycles = state.eraseCycles;
     FormatFully(fresh);
     if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
-    TakeTime(drive, kFormatRunning, isUncertified ? kQuickMilliseconds : 2 * WholeDiscTime(drive), immed);
+    Occupy(drive, kFormatRunning, isUncertified ? QuickTime(drive) : CertifyTime(drive), immed);
     return {};
 }
 
@@ -115,7 +112,7 @@ Refusal FormatRigid(SimDrive& drive, std::uint8_t type, std::uint32_t blocks, bo
         track.size += blocks;
         track.state = TrackState::Open;
         state.closedSessions = 0;
-        TakeTime(drive, kFormatRunning, kQuickMilliseconds, immed);
+        Occupy(drive, kFormatRunning, QuickTime(drive), immed);
         return Keep(drive);
     }
     if (const Refusal refusal = Wear(drive)) return refusal;
@@ -128,7 +125,7 @@ Refusal FormatRigid(SimDrive& drive, std::uint8_t type, std::uint32_t blocks, bo
         fresh.tracks = {{.size = blocks}};
     }
     if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
-    TakeTime(drive, kFormatRunning, type == 0x15 ? kQuickMilliseconds : WholeDiscTime(drive), immed);
+    Occupy(drive, kFormatRunning, type == 0x15 ? QuickTime(drive) : WholeDiscTime(drive), immed);
     return {};
 }
 
@@ -145,6 +142,7 @@ Refusal StartOver(SimDrive& drive, DiscState state) {
     drive.disc->state = std::move(state);
     drive.cues.clear();
     drive.isTestWrite = false;
+    drive.motion.hasLostStream = false;
     if (const Refusal refusal = Keep(drive)) return refusal;
     ChooseWriteType(drive);
     return drive.disc->clear().failed() ? kFileFailed : Refusal{};
@@ -204,8 +202,26 @@ void BeginTest(SimDrive& drive) {
     drive.isTestWrite = true;
 }
 
+namespace {
+
+/// What the drive adds of its own when the host has nothing more to write.
+std::uint64_t FlushTime(const SimDrive& drive) {
+    const DiscState& state = drive.disc->state;
+    constexpr std::uint8_t kAtOnce = 2;
+    const WriteParameters wanted = CurrentWriteParameters(drive);
+    const bool isOpen = std::ranges::find(state.tracks, TrackState::Open, &DiscTrack::state) != state.tracks.end();
+    if (!isOpen || !drive.cues.empty() || state.rules->writeTypes == 0 || state.rules->access != Access::Sequential)
+        return 0;
+    if (state.rules->isCd()) return CloseTrackTime(drive);
+    return wanted.type == kAtOnce ? CloseTime(drive, !wanted.leavesOpen, /*hasLeadIn*/ true) : 0;
+}
+
+}  // namespace
+
 Refusal Flush(SimDrive& drive) {
     DiscState& state = drive.state();
+    WriteOn(drive, FlushTime(drive));
+    if (drive.cues.empty()) drive.motion.hasLostStream = false;
     if (drive.isTestWrite && drive.cues.empty()) {
         state = drive.beforeTest;
         drive.isTestWrite = false;
@@ -235,11 +251,22 @@ Refusal Flush(SimDrive& drive) {
 
 void AdvanceBackground(SimDrive& drive) {
     DiscState& state = drive.state();
+    constexpr std::uint32_t kPiece = 4096;
     if (state.background != BackgroundFormat::Running) return;
-    const std::uint64_t rate = WriteSpeedOf(drive), elapsed = drive.now() - drive.backgroundSince;
-    const std::uint64_t done = drive.isRealTime ? state.backgroundBlocks + elapsed * rate / 2048 : state.blocks;
-    if (done != state.backgroundBlocks) drive.backgroundSince = drive.now();
-    state.backgroundBlocks = static_cast<std::uint32_t>(std::min<std::uint64_t>(done, state.blocks));
+    // Formatting stands back behind what the host writes.
+    const std::uint64_t now = drive.nanoseconds(),
+                        since = std::min(now, std::max(drive.backgroundSince, drive.motion.writtenUntil));
+    std::uint64_t left = now - since;
+    const std::uint32_t before = state.backgroundBlocks;
+    if (!drive.isRealTime) state.backgroundBlocks = state.blocks;
+    while (left > 0 && state.backgroundBlocks < state.blocks) {
+        const std::uint32_t piece = std::min(kPiece, state.blocks - state.backgroundBlocks);
+        const std::uint64_t takes = WriteTime(drive, state.backgroundBlocks, piece), spent = std::min(left, takes);
+        state.backgroundBlocks += static_cast<std::uint32_t>(piece * spent / takes);
+        left -= spent;
+        if (spent < takes) break;
+    }
+    if (before != state.backgroundBlocks) drive.backgroundSince = now;
     if (state.backgroundBlocks == state.blocks) state.background = BackgroundFormat::Complete;
 }
 
@@ -263,7 +290,8 @@ Refusal ReserveTrack(SimDrive& drive, Request& request) {
 Refusal SendOpc(SimDrive& drive, Request& request) {
     if (drive.rules().access == Access::Pressed) return kUnsuitableFormat;
     if ((request.cdb[1] & 1) == 0) return kInvalidField;  // values of the host
-    TakeTime(drive, kOperationRunning, kOpcMilliseconds, false);
+    Occupy(drive, kOperationRunning, TimesOf(drive.rules()).calibrate * kMillisecond, false);
+    drive.motion.isSpinning = drive.motion.isCalibrated = true;
     return {};
 }
 
@@ -277,25 +305,34 @@ Refusal CloseTrackSession(SimDrive& drive, Request& request) {
     if (!drive.cues.empty()) return kSequence;
     if (state.rules->isRandomBdR()) {
         state.isFinal = true;
-        TakeTime(drive, kOperationRunning, kCloseSessionMilliseconds, immed);
+        Occupy(drive, kOperationRunning, CloseTime(drive, true, true), immed);
         return Keep(drive);
     }
     if (state.rules->access == Access::Overwrite) {
         AdvanceBackground(drive);
-        if (state.background == BackgroundFormat::Running) state.background = BackgroundFormat::Stopped;
+        if (state.background == BackgroundFormat::Running) {
+            state.background = BackgroundFormat::Stopped;
+            Occupy(drive, kOperationRunning, CloseTime(drive, false, true), immed);
+        }
         return Keep(drive);
     }
-    if (drive.isTestWrite || IsTest(drive)) return Flush(drive);
+    if (drive.isTestWrite || IsTest(drive)) {
+        const Refusal refusal = Flush(drive);
+        Occupy(drive, kOperationRunning, 0, immed);
+        return refusal;
+    }
     if (function == 1) {
         if (number == 0 || number > state.tracks.size()) return kInvalidField;
         if (state.isFinal) return kUnsuitableFormat;
         CloseTrack(state, state.tracks[number - 1]);
-        TakeTime(drive, kOperationRunning, kCloseTrackMilliseconds, immed);
+        Occupy(drive, kOperationRunning, CloseTrackTime(drive), immed);
         return Keep(drive);
     }
     const std::uint8_t session = state.tracks.empty() ? 0 : state.tracks.back().session;
     for (const DiscTrack& track : state.tracks)
         if (track.session == session && track.isReserved && track.state == TrackState::Blank) return kSessionIncomplete;
+    const bool isFinal = state.rules->writeTypes != 0 ? !CurrentWriteParameters(drive).leavesOpen : function != 2;
+    std::uint64_t time = CloseTime(drive, isFinal, false);
     if (state.rules->access == Access::Rigid) {
         if (state.tracks.empty()) return kNotFormatted;
         state.tracks[0].state = TrackState::Complete;
@@ -305,11 +342,13 @@ Refusal CloseTrackSession(SimDrive& drive, Request& request) {
     } else if (std::ranges::any_of(state.tracks, [&](const DiscTrack& track) {
                    return track.session > state.closedSessions && !IsInvisible(track);
                })) {
-        CloseSession(state, state.rules->writeTypes != 0 ? !CurrentWriteParameters(drive).leavesOpen : function != 2);
+        CloseSession(state, isFinal);
     } else if (function != 2 && state.closedSessions > 0) {
         CloseSession(state, true);
+    } else {
+        time = 0;  // there is nothing to close
     }
-    TakeTime(drive, kOperationRunning, kCloseSessionMilliseconds, immed);
+    Occupy(drive, kOperationRunning, time, immed);
     return Keep(drive);
 }
 
@@ -326,7 +365,7 @@ Refusal Blank(SimDrive& drive, Request& request) {
         if (const Refusal refusal = Wear(drive)) return refusal;
         rest.eraseCycles = state.eraseCycles;
         drive.state() = std::move(rest);
-        TakeTime(drive, kOperationRunning, kQuickMilliseconds, immed);
+        Occupy(drive, kOperationRunning, QuickTime(drive), immed);
         return Keep(drive);
     }
     if (const Refusal refusal = Wear(drive)) return refusal;
@@ -335,7 +374,7 @@ Refusal Blank(SimDrive& drive, Request& request) {
     blank.eraseCycles = state.eraseCycles;
     blank.isQuickBlanked = !rules.isCd() && type == 1;
     if (const Refusal refusal = StartOver(drive, std::move(blank))) return refusal;
-    TakeTime(drive, kOperationRunning, type == 1 ? kQuickMilliseconds : WholeDiscTime(drive), immed);
+    Occupy(drive, kOperationRunning, type == 1 ? QuickTime(drive) : WholeDiscTime(drive), immed);
     return {};
 }
 
@@ -361,7 +400,7 @@ Refusal FormatUnit(SimDrive& drive, Request& request) {
     const bool isMost = asked == 0xFFFFFFFF || (type == 0x26 && asked == 0);
     if (!isMost && (asked == 0 || asked > state.blocks)) return kInvalidParameter;
     if (isBd) return FormatBd(drive, {type, request.dataAt(8) & 3u, asked, immed});
-    if (type == 0x26) return FormatPlus(drive, (request.dataAt(11) & 1) != 0);
+    if (type == 0x26) return FormatPlus(drive, (request.dataAt(11) & 1) != 0, immed);
     // What 13h names are the blocks to be added.
     const std::uint32_t most = type == 0x13 ? state.blocks - state.formattedBlocks : state.blocks;
     const std::uint32_t blocks = isMost ? most : RoundUp(asked, state.rules->eccBlocks);

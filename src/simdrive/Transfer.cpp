@@ -72,11 +72,6 @@ Refusal ReadRawSector(SimDrive& drive, const DiscTrack& track, std::int32_t bloc
     return {};
 }
 
-/// Waits for what reading or writing so many bytes takes.
-void WaitForBytes(SimDrive& drive, std::uint64_t bytes) {
-    if (drive.isRealTime) TakeTime(drive, {}, bytes / std::max(WriteSpeedOf(drive), 1u), false);
-}
-
 constexpr std::uint16_t BlockBytesOf(std::uint8_t blockType) {
     return blockType == 0 ? 2352 : blockType == 9 ? 2336 : 2048;
 }
@@ -127,7 +122,12 @@ Refusal WriteOver(SimDrive& drive, Request& request, std::int32_t block, std::ui
     if (state.isFinal) return kUnsuitableFormat;
     if (state.formattedBlocks == 0 || state.tracks.empty()) return kNotFormatted;
     if (block < 0 || std::uint64_t(block) + count > state.formattedBlocks) return kBlockOutOfRange;
-    return Store(drive, request, state.tracks[0], block, count * kUserBytes);
+    if (const Refusal refusal = Store(drive, request, state.tracks[0], block, count * kUserBytes)) return refusal;
+    // What the host writes where the background format is at, needs none.
+    const std::uint32_t first = static_cast<std::uint32_t>(block);
+    if (state.background == BackgroundFormat::Running && first <= state.backgroundBlocks)
+        state.backgroundBlocks = std::max(state.backgroundBlocks, first + count);
+    return {};
 }
 
 Refusal WriteRigid(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {
@@ -219,23 +219,9 @@ bool IsExpected(std::uint8_t type, const DiscTrack& track) {
 
 }  // namespace
 
-std::uint64_t BufferedBytes(const SimDrive& drive) {
-    if (!drive.isRealTime || drive.disc == nullptr) return 0;
-    const std::uint64_t now = drive.now();
-    if (drive.bufferEmptyAt <= now) return 0;
-    return std::min<std::uint64_t>((drive.bufferEmptyAt - now) * WriteSpeedOf(drive), kBufferBytes);
-}
-
-bool HasBufferRoom(SimDrive& drive, std::uint64_t bytes) {
-    if (!drive.isRealTime) return true;
-    if (BufferedBytes(drive) + bytes > kBufferBytes) return false;
-    drive.bufferEmptyAt = std::max(drive.bufferEmptyAt, drive.now()) + bytes / std::max(WriteSpeedOf(drive), 1u);
-    return true;
-}
-
 Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::int32_t block, std::uint32_t bytes) {
     if (request.data.size() < bytes) return kDataPhase;
-    if (!HasBufferRoom(drive, VerifiesWrites(drive, request) ? 2 * std::uint64_t{bytes} : bytes)) return kLongWrite;
+    if (const Refusal refusal = AdmitWrite(drive, block, bytes)) return refusal;
     const std::uint32_t count = bytes / track.storedBytes();
     if (const Refusal fault = WriteFault(drive, request, block, count)) return fault;
     const bool losesPower = ++drive.counts.writes == drive.faults.powerLoss && drive.losePower != nullptr;
@@ -244,6 +230,15 @@ Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::in
         return kFileFailed;
     if (losesPower) drive.losePower(drive.power);
     request.transferred = bytes;
+    constexpr std::uint8_t kAtOnce = 2;
+    const bool begins = track.state == TrackState::Blank && drive.rules().access == Access::Sequential;
+    if (begins && !drive.rules().isCd() && drive.rules().writeTypes != 0)
+        drive.motion.wantsLeadIn = CurrentWriteParameters(drive).type == kAtOnce;
+    BookWrite(drive, {.first = block,
+                      .count = count,
+                      .bytes = bytes,
+                      .passes = VerifiesWrites(drive, request) ? 2u : 1u,
+                      .beginsTrack = begins});
     return {};
 }
 
@@ -252,7 +247,7 @@ Refusal Read(SimDrive& drive, Request& request) {
     std::uint64_t left = BlockCount(request);
     if (left * kUserBytes > request.data.size()) return kDataPhase;
     if (block < 0) return kBlockOutOfRange;
-    WaitForBytes(drive, left * kUserBytes);
+    const std::int32_t begin = block;
     while (left > 0) {
         const DiscTrack* track = nullptr;
         if (const Refusal refusal = FindReadable(drive.state(), block, track)) return refusal;
@@ -267,6 +262,7 @@ Refusal Read(SimDrive& drive, Request& request) {
         left -= count;
         drive.position = block - 1;
     }
+    TimeRead(drive, begin, static_cast<std::uint64_t>(block - begin));
     return {};
 }
 
@@ -302,7 +298,7 @@ Refusal ReadCd(SimDrive& drive, Request& request) {
         if (bytes > 0) std::memcpy(request.data.data() + request.transferred, selected.data(), bytes);
         request.transferred += static_cast<std::uint32_t>(bytes);
     }
-    WaitForBytes(drive, request.transferred);
+    TimeRead(drive, block - count, static_cast<std::uint64_t>(count));
     return {};
 }
 
@@ -325,6 +321,7 @@ Refusal Verify(SimDrive& drive, Request& request) {
     std::int32_t block = static_cast<std::int32_t>(request.be(2, 4));
     std::uint32_t left = request.be(7, 2);
     if ((request.cdb[1] & 2) != 0) return kInvalidField;  // comparing with data of the host
+    const std::int32_t begin = block;
     while (left > 0) {
         const DiscTrack* track = nullptr;
         if (const Refusal refusal = FindReadable(drive.state(), block, track)) return refusal;
@@ -334,13 +331,13 @@ Refusal Verify(SimDrive& drive, Request& request) {
         block += static_cast<std::int32_t>(count);
         left -= count;
     }
+    TimeRead(drive, begin, static_cast<std::uint64_t>(block - begin));
     return {};
 }
 
 Refusal SynchronizeCache(SimDrive& drive, Request& request) {
-    const std::uint64_t waits = BufferedBytes(drive) / std::max(WriteSpeedOf(drive), 1u);
     if (const Refusal refusal = Flush(drive)) return refusal;
-    TakeTime(drive, kLongWrite, waits, (request.cdb[1] & 2) != 0);
+    Occupy(drive, kLongWrite, 0, (request.cdb[1] & 2) != 0);
     return {};
 }
 

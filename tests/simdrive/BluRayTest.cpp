@@ -143,6 +143,7 @@ TEST(BluRay, DefectManagementHalvesTheSpeedOfWriting) {
         LoadedDrive on(Medium::BdRe, kBlocks);
         on.format(0xFFFFFFFF, type);
         on.drive.isRealTime = true;
+        on.drive.motion.isSpinning = on.drive.motion.isCalibrated = true;
         for (std::uint32_t block = 0; block < 32 * 200; block += 32)
             for (;;) {
                 Bytes data(std::size_t{32} * 2048);
@@ -153,6 +154,7 @@ TEST(BluRay, DefectManagementHalvesTheSpeedOfWriting) {
                 if (answer != 0x020408u) throw std::runtime_error("no write");
                 on.time.now += 5;
             }
+        on.synchronize();
         return on.time.now;
     };
     const std::uint64_t plain = time(0x31, false), managed = time(0x30, false);

@@ -180,12 +180,14 @@ TEST(BackgroundFormat, GoesOnIsStoppedAndRestarted) {
     on.drive.isRealTime = true;
     const auto status = [&] { return LoadedDrive::be(on.receive({0x51, 0, 0, 0, 0, 0, 0, 0, 34}, 34), 7, 1) & 3; };
     ASSERT_EQ(on.format(0xFFFFFFFF, 0x26), kOk);
-    on.time.now += 1000;
+    EXPECT_EQ(on.send({0x00}), 0x020404u) << "until it can be written";
+    on.time.now += 41000;
     EXPECT_EQ(status(), 2u);
     EXPECT_EQ(on.write(1000, 16, 'a'), kOk);
     ASSERT_EQ(on.close(2), kOk);
     EXPECT_EQ(status(), 1u);
     ASSERT_EQ(on.format(0xFFFFFFFF, 0x26, 1), kOk);
+    on.time.now += 4000;
     EXPECT_EQ(on.format(0xFFFFFFFF, 0x26, 1), 0x052600u) << "it runs";
     EXPECT_EQ(on.read(1000), std::uint32_t{'a'});
     on.time.now += 600000;
@@ -204,7 +206,7 @@ TEST(LongOperations, TellTheirProgressUntilTheyAreDone) {
     on.time.now += 12500;
     EXPECT_EQ(on.send({0x00}), kOk);
     std::uint32_t answer = kOk;
-    for (std::uint32_t block = 0; answer == kOk && block < 4096; block += 32) answer = on.write(block, 32, 'a');
+    for (std::uint32_t block = 0; answer == kOk && block < 8192; block += 32) answer = on.write(block, 32, 'a');
     EXPECT_EQ(answer, 0x020408u) << "the buffer is full";
 }
 
