@@ -1,6 +1,7 @@
 #include "simdrive/SimulatedDrive.h"
 
 #include <algorithm>
+#include <charconv>
 #include <cstdlib>
 #include <utility>
 
@@ -37,6 +38,8 @@ DriveDescription Parse(std::string_view bytes) {
     description.disc = FromUtf8(find("Disc").value_or(""));
     description.log = FromUtf8(find("Log").value_or(""));
     description.faults = ReadFaults(find);
+    const std::string_view underruns = find("Underruns").value_or("");
+    std::from_chars(underruns.data(), underruns.data() + underruns.size(), description.underruns);
     if (const auto seen = find("Seen")) description.seen = FromUtf8(*seen);
     return description;
 }
@@ -44,9 +47,13 @@ DriveDescription Parse(std::string_view bytes) {
 /// A text that cannot be a value is an invalid argument to the system too.
 SystemError Change(const LockedFile& file, std::string bytes, const DriveDescription& description) {
     std::vector<std::pair<std::string, std::string>> values = {
-        {"Model", description.model},       {"Speed", description.isRealTime ? "real" : "fast"},
-        {"Disc", ToUtf8(description.disc)}, {"Tray", description.isTrayOpen ? "open" : "closed"},
-        {"Log", ToUtf8(description.log)},   {kSeen, ToUtf8(description.seen.value_or(u""))}};
+        {"Model", description.model},
+        {"Speed", description.isRealTime ? "real" : "fast"},
+        {"Disc", ToUtf8(description.disc)},
+        {"Tray", description.isTrayOpen ? "open" : "closed"},
+        {"Log", ToUtf8(description.log)},
+        {"Underruns", description.underruns == 0 ? "" : std::to_string(description.underruns)},
+        {kSeen, ToUtf8(description.seen.value_or(u""))}};
     const auto faults = FaultEntries(description.faults);
     values.insert(values.end(), faults.begin(), faults.end());
     for (const auto& [name, value] : values) {
@@ -125,10 +132,12 @@ void Close(void* self) {
     // A change that nobody was told of is still to be told.
     const bool isTold = drive.attentions.empty();
     const Text seen = isTold ? SeenOf(*opened) : opened->description.seen.value_or(u"");
-    if (drive.isTrayOpen == opened->description.isTrayOpen && opened->description.seen == seen) return;
-    opened->description.isTrayOpen = drive.isTrayOpen;
-    opened->description.seen = seen;
-    static_cast<void>(Change(opened->file, opened->bytes, opened->description).failed());
+    DriveDescription& kept = opened->description;
+    if (drive.isTrayOpen == kept.isTrayOpen && kept.seen == seen && kept.underruns == drive.underruns) return;
+    kept.underruns = drive.underruns;
+    kept.isTrayOpen = drive.isTrayOpen;
+    kept.seen = seen;
+    static_cast<void>(Change(opened->file, opened->bytes, kept).failed());
 }
 
 Text Below(const Text& path, const Text& name) {
@@ -175,6 +184,7 @@ DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevi
     drive.product = opened->description.model;
     drive.isTrayOpen = opened->description.isTrayOpen;
     drive.faults = opened->description.faults;
+    drive.underruns = opened->description.underruns;
     drive.power = opened.get();
     drive.losePower = [](void* power) {
         FlushLog(*static_cast<OpenedSimulation*>(power));

@@ -20,7 +20,9 @@ struct DriveDescription {
     /// changed. Nothing: the drive was never used.
     std::optional<Text> seen;
     DriveFaults faults;  // ReadErrors, SlowBlocks, WriteErrors, Busy, TransportError, PowerLoss, Refuse
-    Text log;            // Log: gets a line for each command, in hexadecimal. "": none
+    /// Underruns: how often the buffer ran empty in the middle of a write since the disc was put in.
+    std::uint32_t underruns = 0;
+    Text log;  // Log: gets a line for each command, in hexadecimal. "": none
 };
 
 /// What kept a drive from being opened: the file, and the system's word or what is wrong with a disc file.

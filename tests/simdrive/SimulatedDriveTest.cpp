@@ -87,6 +87,29 @@ TEST(SimulatedDrive, TellsOfADiscThatWasChangedWhileNobodyUsedIt) {
     }
 }
 
+TEST(SimulatedDrive, KeepsHowOftenItsBufferRanEmpty) {
+    const TempFolder folder;
+    const Text path = (folder / "f.drive").u16string();
+    ASSERT_FALSE(Disc::create((folder / "a.tvdisc").u16string(), *FindRules(Medium::DvdPlusR), 1000).failed());
+    DriveDescription description;
+    description.disc = u"a.tvdisc";
+    description.isRealTime = true;
+    ASSERT_FALSE(WriteDriveDescription(path, description).failed());
+    for (const std::uint32_t after : {1u, 2u}) {
+        StillTime time;
+        DiscDevice device;
+        ASSERT_FALSE(OpenSimulatedDrive(path, time.clock, device).failed());
+        Bytes data(2048 * 16, std::byte{'a'});
+        const int first = static_cast<int>(after - 1) * 32;
+        ASSERT_EQ(Send(device, {0x2A, 0, 0, 0, 0, first, 0, 0, 16, 0}, data), 0);
+        time.now += 60000;
+        ASSERT_EQ(Send(device, {0x2A, 0, 0, 0, 0, first + 16, 0, 0, 16, 0}, data), 0);
+        device.close(device.self);
+        ASSERT_FALSE(ReadDriveDescription(path, description).failed());
+        EXPECT_EQ(description.underruns, after);
+    }
+}
+
 }  // namespace
 
 }  // namespace tovlark

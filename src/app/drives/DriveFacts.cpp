@@ -186,6 +186,7 @@ Text DescribeFacts(const Texts& texts, const DriveFacts& facts, TextView target)
         add(TextId::InfoFree, Blocks(texts, entry.freeBlocks));
     }
     add(TextId::InfoSpeeds, SpeedList(texts, facts));
+    if (facts.underruns) add(TextId::InfoUnderruns, FormatText(u"%u", {*facts.underruns}));
     Text page = table.page();
     if (!facts.tracks.empty()) page += Text(texts[TextId::InfoTracks]) + u"\n" + TrackTable(texts, facts);
     if (!facts.features.empty()) page += Text(texts[TextId::InfoFeatures]) + u"\n" + FeatureTable(texts, facts);

@@ -28,6 +28,7 @@ struct DriveFacts {
     std::vector<std::uint32_t> writeSpeeds;  // KB/s
     std::vector<FeatureFacts> features;
     std::vector<std::pair<std::string, std::string>> faults;  // planted in a simulated drive: name and value
+    std::optional<std::uint32_t> underruns;                   // of a simulated drive, since its disc was put in
 };
 
 DriveFacts ReadDriveFacts(const Texts& texts, Drive drive);

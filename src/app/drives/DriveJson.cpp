@@ -55,6 +55,7 @@ Json FactsAsJson(const Texts& texts, const DriveLetter& letter, const DriveFacts
         item["current"] = feature.isCurrent;
         json["features"].push_back(std::move(item));
     }
+    if (facts.underruns) json["underruns"] = *facts.underruns;
     for (const auto& [name, value] : facts.faults) json["faults"][name] = value;
     return json;
 }

@@ -164,6 +164,7 @@ Status InsertDisc(Task& task, const Text& letterWord, const Text& path) {
         return Refuse(task, TextId::DriveHoldsDisc, {drive->letter, description.disc, drive->letter});
     description.disc = FullPath(path);
     description.isTrayOpen = false;
+    description.underruns = 0;
     {
         Disc disc;
         DriveFileFault fault{description.disc, {}, {}};
@@ -208,10 +209,12 @@ Status ShowDrive(Task& task, const Text& letterWord, OutputForm form) {
     if (!letter) return Status::Failed;
     // Before the drive is opened: its description is locked then.
     std::vector<std::pair<std::string, std::string>> faults;
+    std::optional<std::uint32_t> underruns;
     if (IsSimulated(task, *letter)) {
         const auto simulated = FindSimulated(task, letterWord);
         if (!simulated) return Status::Failed;
         faults = PlantedFaults(simulated->description.faults);
+        underruns = simulated->description.underruns;
     }
     const Texts& texts = task.session.texts();
     const DriveMap map = MapAllDrives(task);
@@ -223,6 +226,7 @@ Status ShowDrive(Task& task, const Text& letterWord, OutputForm form) {
     }
     DriveFacts facts = ReadDriveFacts(texts, drive.get());
     facts.faults = std::move(faults);
+    facts.underruns = underruns;
     const Text& target = drive.get().record->path;
     if (form == OutputForm::ForPrograms)
         PrintJson(task.session, FactsAsJson(texts, {*letter, target, false}, facts));

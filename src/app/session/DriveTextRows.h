@@ -267,6 +267,7 @@ inline constexpr TextRow kDriveTextRows[] = {
     {TextId::NoBlockRange, 1145, u"%s is neither a block nor a range of blocks such as 100-199."},
     {TextId::NoOperationCode, 1146, u"%s is no operation code: 00 to FF are."},
     {TextId::NoFaults, 1147, u"Drive %c: has no planted faults."},
+    {TextId::InfoUnderruns, 1148, u"Buffer underruns"},
 };
 
 }  // namespace tovlark

@@ -480,6 +480,7 @@ enum class TextId : std::uint16_t {
     NoBlockRange,
     NoOperationCode,
     NoFaults,
+    InfoUnderruns,
     // Counts the rows
     Count,
 };

@@ -1,0 +1,75 @@
+// A burn on a drive in real time whose source stalls in the middle.
+#include <atomic>
+#include <cstring>
+#include <gtest/gtest.h>
+#include <thread>
+
+#include "burn/BurnImage.h"
+#include "simdrive/DriveFixture.h"
+#include "support/FakeSession.h"
+
+namespace tovlark {
+namespace {
+
+constexpr std::uint32_t kSectors = 10'000, kStallsAt = 8192;  // what the buffer holds at first
+
+/// Time that passes when somebody waits, and a source that gives nothing for five seconds of it once the burn has run
+/// out of data. From then on the one that waits lets the source get ahead, so that nothing depends on threads.
+struct StallingSource {
+    std::atomic<std::uint64_t> now = 0;
+    std::atomic<std::uint64_t> comesBackAt = 0;  // 0: the burn still has data
+    std::atomic<std::uint32_t> delivered = 0;
+    MessageLog* log = nullptr;
+    Clock clock{this, [](void* self) { return static_cast<StallingSource*>(self)->now.load(); }, sleep,
+                [](void*) { return UnixSeconds{0}; }, [](void*, UnixSeconds) { return std::int32_t{0}; }};
+
+    static void sleep(void* self, std::uint32_t milliseconds) {
+        auto& source = *static_cast<StallingSource*>(self);
+        source.now += milliseconds;
+        if (source.comesBackAt == 0 && source.emptyLines() > 0) source.comesBackAt = source.now + 5000;
+        if (source.comesBackAt == 0 || source.now < source.comesBackAt) return;
+        while (source.delivered < kSectors) std::this_thread::yield();
+    }
+    std::size_t emptyLines() const {
+        std::size_t count = 0;
+        for (const MessageLog::Line& line : log->lines()) count += line.text.starts_with(u"Buffer Empty[");
+        return count;
+    }
+    static bool read(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault&) {
+        auto& source = *static_cast<StallingSource*>(self);
+        while (first >= kStallsAt && (source.comesBackAt == 0 || source.now < source.comesBackAt))
+            std::this_thread::yield();
+        for (std::size_t at = 0; at < target.size(); at += 2048)
+            std::memset(target.data() + at, static_cast<int>('a' + (first + at / 2048) % 23), 2048);
+        source.delivered = first + static_cast<std::uint32_t>(target.size() / 2048);
+        return true;
+    }
+};
+
+TEST(RealTime, AStalledSourceMakesAnUnderrunInTheLogAndARightDisc) {
+    FakeSession fake;
+    StallingSource source;
+    source.log = &fake.log;
+    LoadedDrive loaded(Medium::DvdPlusR, 40'000);
+    loaded.drive.clock = &source.clock;
+    loaded.drive.isRealTime = true;
+    Task task{fake.session, fake.settings, fake.log, source.clock, fake.flags};
+    const OpenedDrive opened{DriveRecord{
+        .device = {&loaded.drive,
+                   [](void* self, PassThrough& command) { return Execute(*static_cast<SimDrive*>(self), command); },
+                   [](void*, VolumeControl) { return SystemError{}; }, nullptr},
+        .clock = &source.clock}};
+    const SectorSource sectors{
+        .self = &source, .sectorSize = 2048, .sectorCount = kSectors, .read = StallingSource::read};
+    EXPECT_EQ(BurnImage(task, {.drive = opened.get(), .source = sectors, .options = {.finalises = true}}), Status::Ok);
+
+    EXPECT_EQ(loaded.drive.underruns, 1u);
+    EXPECT_GE(source.emptyLines(), 5000u / 51);  // one for each attempt
+    EXPECT_EQ(fake.streams.output.find("Buffer"), std::string::npos) << fake.streams.output;
+    EXPECT_FALSE(fake.flags.error);
+    loaded.drive.isRealTime = false;
+    for (std::uint32_t block = 0; block < kSectors; ++block) ASSERT_EQ(loaded.read(block), 'a' + block % 23);
+}
+
+}  // namespace
+}  // namespace tovlark
