@@ -4,6 +4,8 @@
 #include <array>
 #include <vector>
 
+#include "base/RawSector.h"
+#include "base/Sectors.h"
 #include "burn/WriteParameters.h"
 #include "optical/DiscSummary.h"
 #include "optical/DiscTracks.h"
@@ -31,15 +33,28 @@ bool HasRoom(DiscBurn& burn) {
     return false;
 }
 
-/// Whether sub-channels R to W of a lead-in can be written (MMC-6 5.3.24).
-bool CanWriteCdText(Drive drive) {
+/// Blocks are to have 2048 bytes. Some drives say nothing of a disc that is blank.
+bool HasUsualBlocks(DiscBurn& burn) {
+    constexpr std::uint8_t kUnreadableMedium = 0x30;
+    std::array<std::byte, 8> buffer;
+    ReplyView reply;
+    const bool isTold = ReceiveData(burn.drive, ReadCapacity(), buffer, reply);
+    if (isTold ? reply.has(8) && reply.be32(4) == kSectorSize : GetLastSense(burn.drive).code == kUnreadableMedium)
+        return true;
+    return Fail(burn, TextId::ErrorReadingCapacity);
+}
+
+/// Asks whether sub-channels R to W of a lead-in can be written (MMC-6 5.3.24).
+bool ReadDriveInformation(DiscBurn& burn, bool& writesCdText) {
     constexpr std::uint16_t kCdMastering = 0x002E;
     constexpr std::size_t kFeature = 8, kFlags = kFeature + 4;
     constexpr unsigned kPacks = 0;
     std::array<std::byte, 16> buffer;
     ReplyView reply;
-    return ReceiveData(drive, GetConfiguration(FeatureScope::One, kCdMastering, buffer.size()), buffer, reply) &&
-           reply.be16(kFeature) == kCdMastering && reply.bit(kFlags, kPacks);
+    if (!ReceiveData(burn.drive, GetConfiguration(FeatureScope::One, kCdMastering, buffer.size()), buffer, reply))
+        return Fail(burn, TextId::ErrorReadingDrive);
+    writesCdText = reply.be16(kFeature) == kCdMastering && reply.bit(kFlags, kPacks);
+    return true;
 }
 
 /// Where the lead-in of the disc begins, by its ATIP.
@@ -53,13 +68,16 @@ std::optional<Lba> FindLeadIn(Drive drive) {
     return begin;
 }
 
+/// What a drive answers that has not taken a cue sheet, or does not let its lead-in be written.
+constexpr Sense kSheetRefusals[] = {SenseOf(0x052600), SenseOf(0x052400)};
+
 void LeaveCdTextOut(DiscBurn& burn) {
     TellNote(burn.task, TextId::CdTextIgnored);
     burn.hasWarnings = true;
 }
 
 /// The packs of the disc's texts; none when there are no texts or the drive does not write them.
-std::vector<CdTextPack> FindPacks(DiscBurn& burn, const CdTexts& texts) {
+std::vector<CdTextPack> FindPacks(DiscBurn& burn, const CdTexts& texts, bool writesCdText) {
     if (texts.tracks.empty()) return {};
     auto made = BuildCdText(texts);
     if (!made) {
@@ -72,7 +90,7 @@ std::vector<CdTextPack> FindPacks(DiscBurn& burn, const CdTexts& texts) {
         else
             TellNote(burn.task, TextId::CdTextChanged, {change.original, change.written});
     }
-    if (!made->packs.empty() && (!CanWriteCdText(burn.drive) || !FindLeadIn(burn.drive))) {
+    if (!made->packs.empty() && (!writesCdText || !FindLeadIn(burn.drive))) {
         TellNote(burn.task, TextId::CdTextUnsupported);
         LeaveCdTextOut(burn);
         return {};
@@ -80,29 +98,55 @@ std::vector<CdTextPack> FindPacks(DiscBurn& burn, const CdTexts& texts) {
     return std::move(made->packs);
 }
 
-bool SendSheet(DiscBurn& burn, const CdSession& session) {
-    const auto sheet = BuildCueSheet(session);
-    if (!sheet) return Fail(burn, TextId::CdTracksRefused);
+bool SetMode(DiscBurn& burn, const CdSession& session) {
     const WriteMode mode{.atOnce = true,
                          .leavesOpen = !burn.options.finalises,
                          .simulates = burn.options.simulates,
                          .hasRawBlocks = session.tracks.front().sectorSize != 2048};
     burn.setsParameters = true;
-    if (!SelectWriteParameters(burn.drive, mode)) {
-        ReportDriveFailure(burn, BurnPlace::WriteParameters);
-        return false;
-    }
-    const Cdb cdb = SendCueSheet(static_cast<std::uint32_t>(sheet->size()));
+    if (SelectWriteParameters(burn.drive, mode)) return true;
+    ReportDriveFailure(burn, BurnPlace::WriteParameters);
+    return false;
+}
+
+bool SendSheet(DiscBurn& burn, const CdSession& session) {
+    const auto sheet = BuildCueSheet(session);
+    if (!sheet) return false;
     std::vector<std::byte> bytes(sheet->size());
     std::ranges::copy(std::as_bytes(std::span(*sheet)), bytes.begin());
-    if (SendData(burn.drive, cdb, bytes)) return true;
+    const bool isSent = SendData(burn.drive, SendCueSheet(static_cast<std::uint32_t>(bytes.size())), bytes);
+    if (isSent || !IsOneOf(GetLastSense(burn.drive), kSheetRefusals)) burn.hasSheet = true;
+    return isSent;
+}
+
+/// Tells the drive what comes, without CD-Text if it takes the sheet no other way: the packs are gone then.
+bool Announce(DiscBurn& burn, CdSession& session, std::vector<CdTextPack>& packs) {
+    session.hasCdText = !packs.empty();
+    if (!BuildCueSheet(session)) return Fail(burn, TextId::CdTracksRefused);
+    if (!SetMode(burn, session)) return false;
+    if (SendSheet(burn, session)) return true;
+    if (!packs.empty() && IsOneOf(GetLastSense(burn.drive), kSheetRefusals)) {
+        TellNote(burn.task, TextId::CdTextUnsupported);
+        LeaveCdTextOut(burn);
+        packs.clear();
+        session.hasCdText = false;
+        if (SendSheet(burn, session)) return true;
+    }
     ReportDriveFailure(burn, BurnPlace::CueSheet);
     return false;
 }
 
-bool WriteLeadIn(DiscBurn& burn, std::span<const CdTextPack> packs) {
+/// A drive that does not let the lead-in be written goes on without CD-Text, which its cue sheet has to say: one that
+/// has kept the former sheet refuses what comes next.
+bool GoOnWithoutLeadIn(DiscBurn& burn, CdSession& session) {
+    LeaveCdTextOut(burn);
+    session.hasCdText = false;
+    static_cast<void>(SendSheet(burn, session));
+    return true;
+}
+
+bool WriteLeadIn(DiscBurn& burn, CdSession& session, std::span<const CdTextPack> packs) {
     constexpr std::uint32_t kChunk = 32;
-    constexpr Sense kInvalidField = SenseOf(0x052400);
     TellNote(burn.task, burn.options.simulates ? TextId::SimulatingCdText : TextId::WritingCdText);
     const std::int32_t begin = static_cast<std::int32_t>(*FindLeadIn(burn.drive));
     const auto sectors = static_cast<std::uint32_t>(-static_cast<std::int32_t>(kPregap) - begin);
@@ -118,25 +162,26 @@ bool WriteLeadIn(DiscBurn& burn, std::span<const CdTextPack> packs) {
             std::ranges::transform(CdTextSector(packs, done + index), std::back_inserter(chunk),
                                    [](std::uint8_t symbol) { return std::byte{symbol}; });
         if (!WriteBlocks(burn.drive, Lba{begin + static_cast<std::int32_t>(done)}, chunk, kCdTextSectorBytes)) {
-            if (GetLastSense(burn.drive) == kInvalidField) {
-                LeaveCdTextOut(burn);
-                return true;
-            }
+            if (IsOneOf(GetLastSense(burn.drive), kSheetRefusals)) return GoOnWithoutLeadIn(burn, session);
+            burn.isAhead = true;
             ReportDriveFailure(burn, BurnPlace::LeadIn);
             return false;
         }
+        burn.isAhead = true;
         done += count;
     }
     return true;
 }
 
-bool WritePregap(DiscBurn& burn, std::uint32_t sectorSize) {
+bool WritePregap(DiscBurn& burn, const CdTrack& track) {
     constexpr std::uint32_t kChunk = 15;
     static_assert(kPregap % kChunk == 0);
-    const std::vector<std::byte> zeros(std::size_t{kChunk} * sectorSize);
+    std::vector<std::byte> chunk(std::size_t{kChunk} * track.sectorSize);
     for (std::uint32_t done = 0; done < kPregap; done += kChunk) {
-        const Lba first{static_cast<std::int32_t>(done) - static_cast<std::int32_t>(kPregap)};
-        if (WriteBlocks(burn.drive, first, zeros, sectorSize)) continue;
+        const std::int32_t first = static_cast<std::int32_t>(done) - static_cast<std::int32_t>(kPregap);
+        MakeEmptySectors(chunk, first, track.wholeMode());
+        burn.isAhead = true;
+        if (WriteBlocks(burn.drive, Lba{first}, chunk, track.sectorSize)) continue;
         ReportDriveFailure(burn, BurnPlace::LeadIn);
         return false;
     }
@@ -158,11 +203,13 @@ void PadLastTrack(DiscBurn& burn, CdSession& session) {
 }
 
 bool PrepareCd(DiscBurn& burn, CdContent& content) {
-    if (!HasRoom(burn)) return false;
-    const std::vector<CdTextPack> packs = FindPacks(burn, content.texts);
-    content.session.hasCdText = !packs.empty();
-    return SendSheet(burn, content.session) && (packs.empty() || WriteLeadIn(burn, packs)) &&
-           WritePregap(burn, content.session.tracks.front().sectorSize);
+    if (!HasUsualBlocks(burn) || !HasRoom(burn)) return false;
+    bool writesCdText = false;
+    if (!ReadDriveInformation(burn, writesCdText)) return false;
+    CdSession& session = content.session;
+    std::vector<CdTextPack> packs = FindPacks(burn, content.texts, writesCdText);
+    return Announce(burn, session, packs) && (packs.empty() || WriteLeadIn(burn, session, packs)) &&
+           WritePregap(burn, session.tracks.front());
 }
 
 }  // namespace tovlark

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "base/Hex.h"
+#include "base/RawSector.h"
 #include "base/Sectors.h"
 #include "burn/BurnBuffer.h"
 #include "burn/Verify.h"
@@ -69,13 +70,14 @@ WriteEnd WriteSectors(DiscBurn& burn, const SectorSource& source, BurnBuffer& bu
         if (count > 0) sectors = buffer.lookAhead(scratch, count);
         if (sectors.empty() && count > 0) return burn.task.flags.cancel ? WriteEnd::Cancelled : WriteEnd::SourceFailed;
         const std::size_t bytes = sectors.size();
+        const std::int32_t first = static_cast<std::int32_t>(burn.start) + static_cast<std::int32_t>(burn.written);
         if (count < burn.chunk()) {  // every write has a whole chunk
             if (sectors.data() != scratch.data()) std::ranges::copy(sectors, scratch.begin());
-            std::ranges::fill(std::span(scratch).subspan(bytes), std::byte{0});
+            MakeEmptySectors(std::span(scratch).subspan(bytes), first + static_cast<std::int32_t>(count),
+                             burn.fillMode);
             sectors = scratch;
         }
-        const Lba first{static_cast<std::int32_t>(burn.start) + static_cast<std::int32_t>(burn.written)};
-        if (!WriteBlocks(burn.drive, first, sectors, source.sectorSize)) return WriteEnd::DriveFailed;
+        if (!WriteBlocks(burn.drive, Lba{first}, sectors, source.sectorSize)) return WriteEnd::DriveFailed;
         buffer.consume(count);
         done += count;
         burn.written += burn.chunk();
@@ -149,6 +151,7 @@ Status BurnImage(Task& task, const BurnRequest& request) {
         burn.blocks = request.source.sectorCount;
         cd = request.cd ? *request.cd : OneDataTrack(burn.blocks);
         PadLastTrack(burn, cd.session);
+        burn.fillMode = cd.session.tracks.back().wholeMode();
     } else {
         burn.blocks = (request.source.sectorCount + burn.chunk() - 1) / burn.chunk() * burn.chunk();
     }
@@ -160,10 +163,8 @@ Status BurnImage(Task& task, const BurnRequest& request) {
         TellNote(task, TextId::PreparingMedia);
         SetSpeed(burn);
         isDone = burn.kind() == BurnKind::Cd ? PrepareCd(burn, cd) : PrepareMedia(burn);
-        if (isDone && !WriteDisc(burn, request.source, *buffer)) {
-            AbandonDisc(burn);
-            isDone = false;
-        }
+        isDone = isDone && WriteDisc(burn, request.source, *buffer);
+        if (!isDone) AbandonDisc(burn);
         RestoreDrive(burn);
     }
     buffer.reset();  // verification reads the source through one of its own

@@ -22,6 +22,11 @@ struct CdTrack {
     Text isrc = {};  // 12 characters; empty: none
 
     bool isAudio() const { return type == TrackType::Audio; }
+    /// Mode of data sectors that the host sends whole; 0: none are.
+    std::uint8_t wholeMode() const {
+        if (isAudio() || sectorSize != kRawSectorSize) return 0;
+        return IsMode2(type) ? 2 : 1;
+    }
 };
 
 /// A session that is written at once.

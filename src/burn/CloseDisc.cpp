@@ -92,10 +92,12 @@ bool CloseDisc(DiscBurn& burn) {
 
 void AbandonDisc(DiscBurn& burn) {
     if (burn.kind() == BurnKind::DvdPlusRw) StopBackgroundFormat(burn);
-    if (burn.options.simulates || burn.written == 0) return;
+    const bool isTouched = burn.written > 0 || burn.isAhead;
+    if (!isTouched && !burn.hasSheet && !(burn.options.simulates && burn.setsParameters)) return;
     const std::uint32_t polls = CloseBudget(burn.type, burn.written);
     const auto row = std::ranges::find(kCloses, burn.kind(), &CloseRow::kind);
     const bool isWritten = SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) && WaitUntilReady(burn.drive, polls);
+    if (burn.options.simulates || !isTouched) return;  // the disc is what it was
     const bool isClosed = isWritten && row != std::end(kCloses) && row->track != 0 &&
                           SendClose(burn, row->track, polls) && !burn.isAtOnce();
     TellNote(burn.task, isClosed ? TextId::BurnLeftOpen : TextId::BurnLeftUnusable);

@@ -54,9 +54,11 @@ private:
         for (std::uint32_t& position : made.furtherIndexes) position -= track.start;
         const std::uint32_t before = source_.sectorCount();
         // The first two seconds of a disc are no part of the source.
-        const std::uint32_t made150 = index == 0 ? kPregapFrames : 0;
-        source_.add({.sectorCount = track.silenceBefore - std::min(track.silenceBefore, made150)});
-        if (track.pregapInFileBefore && index > 0) {
+        const FirstPregap firstPregap = index == 0 ? FirstPregapOf(track) : FirstPregap{};
+        addSilence(track, index == 0 ? firstPregap.silence : track.silenceBefore);
+        if (index == 0) {
+            addRange(track, track.file, begin - std::uint64_t{firstPregap.inFile} * track.sectorSize, begin);
+        } else if (track.pregapInFileBefore) {
             const TrackLayout& last = layout_.tracks[index - 1];
             const std::uint64_t pregap =
                 DataOffsetOf(layout_, index - 1) +
@@ -66,10 +68,10 @@ private:
             addRange(track, track.file, begin - std::uint64_t{track.start - *track.pregapStart} * track.sectorSize,
                      begin);
         }
-        made.pregap = made150 + source_.sectorCount() - before;
+        made.pregap = (index == 0 ? kPregapFrames : 0) + source_.sectorCount() - before;
         const std::uint32_t first = source_.sectorCount();
         addRange(track, track.file, begin, end);
-        source_.add({.sectorCount = track.silenceAfter});
+        addSilence(track, track.silenceAfter);
         made.sectors = source_.sectorCount() - first;
         content_.session.tracks.push_back(std::move(made));
         content_.texts.tracks.push_back(track.text);
@@ -90,17 +92,28 @@ private:
                         DataOffsetOf(layout_, index) + std::uint64_t{position - track.start} * track.sectorSize);
     }
 
+    /// Mode of the sectors around whose data something has to be made; 0: none.
+    std::uint8_t madeModeOf(const TrackLayout& track) const {
+        if (sectorSize_ != kRawSectorSize || track.isAudio()) return 0;
+        return IsMode2(track.type) ? 2 : 1;
+    }
+
+    void addSilence(const TrackLayout& track, std::uint32_t sectors) {
+        source_.add({.sectorCount = sectors, .madeMode = madeModeOf(track)});
+    }
+
     void addRange(const TrackLayout& track, std::size_t file, std::uint64_t begin, std::uint64_t end) {
         if (end <= begin) return;
-        const bool takesPart = track.sectorSize != sectorSize_;
+        const bool takesPart = track.sectorSize > sectorSize_, isMade = track.sectorSize < sectorSize_;
         const DataFileKind kind = layout_.files[file].kind;
         source_.add({.sectorCount = static_cast<std::uint32_t>((end - begin + track.sectorSize - 1) / track.sectorSize),
                      .file = files_[file].file,
                      .offset = begin + (takesPart ? kMode1Data : 0),
                      .end = end,
                      .stride = track.sectorSize,
-                     .taken = sectorSize_,
-                     .swapsBytes = track.isAudio() && (kind == DataFileKind::BigEndian || kind == DataFileKind::Aiff)});
+                     .taken = isMade ? track.sectorSize : sectorSize_,
+                     .swapsBytes = track.isAudio() && (kind == DataFileKind::BigEndian || kind == DataFileKind::Aiff),
+                     .madeMode = isMade ? madeModeOf(track) : std::uint8_t{0}});
     }
 
     struct File {
@@ -131,7 +144,8 @@ std::optional<Text> AddCueTracks(const Texts& texts, const Text& path, const Dis
     const std::uint16_t sectorSize = BurnSectorSize(layout);
     if (layout.sessions.size() > 1) return texts.format(TextId::CueSeveralSessions, {path});
     const auto fits = [&](const TrackLayout& track) {
-        return track.sectorSize == sectorSize || (sectorSize == kSectorSize && track.sectorSize == kRawSectorSize);
+        return track.sectorSize == sectorSize || (sectorSize == kSectorSize && track.sectorSize == kRawSectorSize) ||
+               (sectorSize == kRawSectorSize && !track.isAudio());
     };
     if (!std::ranges::all_of(layout.tracks, fits)) return texts.format(TextId::CueNeedsRawData, {path});
     return CueTracks(texts, layout, source, content).add();

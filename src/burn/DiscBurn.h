@@ -43,9 +43,12 @@ struct DiscBurn {
     Lba start{0};
     std::uint32_t blocks = 0;   // to write, filled up to whole chunks
     std::uint32_t written = 0;  // so far
+    std::uint8_t fillMode = 0;  // of a CD's sectors that fill up the last chunk; 0: zeros
     std::uint16_t track = 1;
     bool hasWarnings = false;
     bool setsParameters = false;  // the write parameters page was set for this burn
+    bool hasSheet = false;        // a CD's cue sheet was sent, or may have been
+    bool isAhead = false;         // a CD was written to before block 0
 
     BurnKind kind() const { return BurnKindOf(type); }
     /// Disc-at-once: the drive closes the disc itself.

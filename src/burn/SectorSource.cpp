@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "base/DiscLayout.h"
+#include "base/RawSector.h"
 #include "base/Sectors.h"
 #include "platform/SystemError.h"
 
@@ -17,6 +18,16 @@ constexpr std::uint32_t kModeOffset = 15, kMode1Data = 16, kMode2Data = 24;
 
 void SwapSamples(std::span<std::byte> samples) {
     for (std::size_t index = 0; index + 1 < samples.size(); index += 2) std::swap(samples[index], samples[index + 1]);
+}
+
+/// The sector of these data, of 2048 or 2336 bytes.
+void CompleteAround(std::span<const std::byte> data, std::int32_t block, std::uint8_t mode,
+                    std::span<std::byte> target) {
+    RawSector sector{};
+    const bool hasForm = mode == 2 && data.size() == kSectorSize;
+    std::ranges::copy(data, sector.begin() + (hasForm ? kMode2Data : kMode1Data));
+    CompleteSector(sector, block, mode, data.size() == kSectorSize);
+    std::ranges::copy(sector, target.begin());
 }
 
 std::uint32_t DataOffsetIn(const InputFile& file) {
@@ -60,7 +71,7 @@ bool FileSource::read(void* self, std::uint32_t first, std::span<std::byte> targ
         const std::uint32_t within = first - current.first;
         const std::size_t bytes =
             std::min<std::size_t>(target.size(), std::size_t{current.extent.sectorCount - within} * source.sectorSize_);
-        if (!source.readExtent(current.extent, within, target.first(bytes), fault)) return false;
+        if (!source.readExtent(current, within, target.first(bytes), fault)) return false;
         target = target.subspan(bytes);
         first += static_cast<std::uint32_t>(bytes / source.sectorSize_);
         if (!target.empty() && place == source.places_.end()) return false;  // beyond the source
@@ -69,10 +80,11 @@ bool FileSource::read(void* self, std::uint32_t first, std::span<std::byte> targ
     return true;
 }
 
-bool FileSource::readExtent(const SourceExtent& extent, std::uint32_t first, std::span<std::byte> target,
-                            SourceFault& fault) {
+bool FileSource::readExtent(const Place& place, std::uint32_t first, std::span<std::byte> target, SourceFault& fault) {
+    const SourceExtent& extent = place.extent;
+    const auto block = static_cast<std::int32_t>(place.first + first);
     if (extent.file == nullptr) {
-        std::ranges::fill(target, std::byte{0});
+        MakeEmptySectors(target, block, extent.madeMode);
         return true;
     }
     const std::uint64_t offset = extent.offset + std::uint64_t{first} * extent.stride;
@@ -83,9 +95,14 @@ bool FileSource::readExtent(const SourceExtent& extent, std::uint32_t first, std
         scratch_.resize((sectors - 1) * extent.stride + extent.taken);
         if (!readBytes(extent, offset, scratch_, fault)) return false;
         std::ranges::fill(target, std::byte{0});
-        for (std::size_t index = 0; index < sectors; ++index)
-            std::ranges::copy(std::span(scratch_).subspan(index * extent.stride, extent.taken),
-                              target.subspan(index * sectorSize_).begin());
+        for (std::size_t index = 0; index < sectors; ++index) {
+            const auto taken = std::span(scratch_).subspan(index * extent.stride, extent.taken);
+            const auto sector = target.subspan(index * sectorSize_, sectorSize_);
+            if (extent.madeMode == 0)
+                std::ranges::copy(taken, sector.begin());
+            else
+                CompleteAround(taken, block + static_cast<std::int32_t>(index), extent.madeMode, sector);
+        }
     }
     if (extent.swapsBytes) SwapSamples(target);
     return true;

@@ -51,6 +51,9 @@ struct SourceExtent {
     std::uint32_t stride = 0;         // bytes from one sector to the next in the file
     std::uint32_t taken = 0;          // bytes of each sector that are taken; the rest of a sector is zeros
     bool swapsBytes = false;          // audio samples that are big-endian in the file
+    /// Of sectors of 2352 bytes, 1 or 2: what lies around data of that mode is made, for a source that begins with
+    /// block 0.
+    std::uint8_t madeMode = 0;
 };
 
 /// A source that is put together of ranges of files. It is read by one thread at a time and has a fixed place in
@@ -78,7 +81,7 @@ private:
     };
 
     static bool read(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault& fault);
-    bool readExtent(const SourceExtent& extent, std::uint32_t first, std::span<std::byte> target, SourceFault& fault);
+    bool readExtent(const Place& place, std::uint32_t first, std::span<std::byte> target, SourceFault& fault);
     bool readBytes(const SourceExtent& extent, std::uint64_t offset, std::span<std::byte> target, SourceFault& fault);
 
     const std::uint32_t sectorSize_;

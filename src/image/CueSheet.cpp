@@ -349,6 +349,13 @@ std::optional<CueFault> ReadCueSheet(const Text& path, const CodePage& codePage,
     return std::nullopt;
 }
 
+FirstPregap FirstPregapOf(const TrackLayout& track) {
+    const std::uint32_t begin = std::min(track.pregapStart.value_or(track.start), track.start);
+    const std::uint32_t inFile = track.start - begin;
+    return {.silence = track.silenceBefore - std::min(track.silenceBefore, kPregapFrames),
+            .inFile = inFile == kPregapFrames ? 0 : inFile};
+}
+
 std::uint64_t DataOffsetOf(const DiscLayout& layout, std::size_t trackIndex) {
     const TrackLayout& track = layout.tracks[trackIndex];
     std::uint64_t offset = layout.files[track.file].dataOffset;

@@ -43,6 +43,14 @@ SystemError WriteCueSheet(const Text& path, const DiscLayout& layout, CueFileTyp
 /// Writes the sheet of a raw image with one data track.
 SystemError WriteRawImageSheet(const Text& path, TextView imageName);
 
+/// What comes from block 0 on before INDEX 01 of the first track, in sectors. A disc begins with two seconds before
+/// that block: PREGAP counts them, what a file holds lies behind them, except that exactly two seconds in a file are
+/// these.
+struct FirstPregap {
+    std::uint32_t silence = 0, inFile = 0;
+};
+FirstPregap FirstPregapOf(const TrackLayout& track);
+
 /// Where the data of a track (INDEX 01) begin in its file, which may hold sectors of several sizes.
 std::uint64_t DataOffsetOf(const DiscLayout& layout, std::size_t trackIndex);
 

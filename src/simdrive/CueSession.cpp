@@ -174,7 +174,10 @@ Refusal StoreCueBlocks(SimDrive& drive, const CueRegion& region, std::int64_t bl
 
 }  // namespace
 
+bool IsCueUnwritten(const SimDrive& drive) { return !drive.cues.empty() && drive.cueNext == drive.cues.front().first; }
+
 Refusal SendCueSheet(SimDrive& drive, Request& request) {
+    if (IsCueUnwritten(drive)) DropWrite(drive);  // another sheet takes its place
     DiscState& state = drive.state();
     const std::uint32_t sheetBytes = request.be(6, 3);
     if (!state.rules->isCd() || state.rules->access == Access::Pressed || state.isFinal) return kUnsuitableFormat;
@@ -193,7 +196,7 @@ Refusal SendCueSheet(SimDrive& drive, Request& request) {
     if (!tracks) return kInvalidParameter;
     request.transferred = sheetBytes;
     const std::int32_t leadIn = LeadInStart(state), begin = sheet.regions.front().first;
-    drive.beforeTest = state;
+    drive.beforeWrite = state;
     drive.isTestWrite = wanted.isTest;
     state.tracks.pop_back();
     state.tracks.insert(state.tracks.end(), tracks->begin(), tracks->end());

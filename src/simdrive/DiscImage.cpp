@@ -37,6 +37,12 @@ std::uint64_t LengthOf(const DiscLayout& layout, std::size_t index) {
     return end > begin ? (end - begin) / track.sectorSize : 0;
 }
 
+/// Block of INDEX 01 of a disc's first track.
+std::uint32_t FirstBlockOf(const TrackLayout& track) {
+    const FirstPregap pregap = FirstPregapOf(track);
+    return pregap.silence + pregap.inFile;
+}
+
 /// A catalogue number or ISRC of the right length.
 template <std::size_t Size>
 void PutCode(const Text& text, std::array<char, Size>& code) {
@@ -82,11 +88,9 @@ DiscFault Disc::openSheet(const Text& path, SystemError& systemError) {
         if (file.kind == DataFileKind::Compressed) return DiscFault::NotADisc;
         if (track.sectorSize != 2048 && track.sectorSize != 2336 && track.sectorSize != 2352)
             return DiscFault::NotADisc;
-        std::uint64_t pregap = track.silenceBefore;
-        if (track.pregapStart && !track.pregapInFileBefore && *track.pregapStart < track.start)
+        std::uint64_t pregap = index == 0 ? FirstBlockOf(track) : track.silenceBefore;
+        if (index > 0 && track.pregapStart && !track.pregapInFileBefore && *track.pregapStart < track.start)
             pregap += track.start - *track.pregapStart;
-        // The first track's two seconds lie before block 0.
-        if (index == 0 && pregap <= 150) pregap = 0;
         if (index > 0 && track.session != layout.tracks[index - 1].session)
             position += track.session == 1 ? 11400 : 6900;
         const std::uint64_t length = LengthOf(layout, index), first = position + pregap;

@@ -136,7 +136,7 @@ struct SimDrive {
     CdTextReader cueText;
     std::int32_t position = 0;  // block that was read last
     bool isTestWrite = false;   // what is being written does not stay
-    DiscState beforeTest;       // to go back to
+    DiscState beforeWrite;      // of a test, or of a session with a cue sheet: to go back to
 
     std::uint64_t nanoseconds() const { return clock->milliseconds(clock->self) * kMillisecond; }
     DiscState& state() { return disc->state; }
@@ -171,6 +171,10 @@ void CloseTrack(DiscState& state, DiscTrack& track);
 void CloseSession(DiscState& state, bool isFinal);
 /// From here on nothing that is written stays, until `Flush`.
 void BeginTest(SimDrive& drive);
+/// Forgets a test, or the session of a cue sheet: the disc is what it was before.
+void DropWrite(SimDrive& drive);
+/// Whether the session of a cue sheet waits for its first block.
+bool IsCueUnwritten(const SimDrive& drive);
 /// Where the next session's lead-in begins on a CD.
 std::int32_t LeadInStart(const DiscState& state);
 /// The invisible track that comes behind what is recorded, if there is room for one.

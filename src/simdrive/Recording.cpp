@@ -198,8 +198,14 @@ void CloseSession(DiscState& state, bool isFinal) {
 
 void BeginTest(SimDrive& drive) {
     if (drive.isTestWrite) return;
-    drive.beforeTest = drive.state();
+    drive.beforeWrite = drive.state();
     drive.isTestWrite = true;
+}
+
+void DropWrite(SimDrive& drive) {
+    drive.state() = drive.beforeWrite;
+    drive.cues.clear();
+    drive.isTestWrite = false;
 }
 
 namespace {
@@ -221,14 +227,13 @@ std::uint64_t FlushTime(const SimDrive& drive) {
 Refusal Flush(SimDrive& drive) {
     DiscState& state = drive.state();
     WriteOn(drive, FlushTime(drive));
-    if (drive.cues.empty()) drive.motion.hasLostStream = false;
-    if (drive.isTestWrite && drive.cues.empty()) {
-        state = drive.beforeTest;
-        drive.isTestWrite = false;
+    // A session that is being written whole stays what it was until its end.
+    if (!drive.cues.empty() && !drive.isTestWrite && !IsCueUnwritten(drive)) return {};
+    drive.motion.hasLostStream = false;
+    if (!drive.cues.empty() || drive.isTestWrite) {
+        DropWrite(drive);
         return {};
     }
-    // A session that is being written whole stays what it was until its end.
-    if (!drive.cues.empty()) return {};
     if (state.rules->access == Access::Sequential) {
         const bool hasPage = state.rules->writeTypes != 0;
         const WriteParameters wanted = CurrentWriteParameters(drive);

@@ -123,7 +123,7 @@ void Close(void* self) {
     FlushLog(*opened);
     if (drive.disc != nullptr) {
         // What was not finished is not on the disc.
-        if (drive.isTestWrite || !drive.cues.empty()) drive.state() = drive.beforeTest;
+        if (drive.isTestWrite || !drive.cues.empty()) drive.state() = drive.beforeWrite;
         drive.isTestWrite = false;
         AdvanceBackground(drive);
         static_cast<void>(drive.disc->save().failed());  // the last state that was kept stays

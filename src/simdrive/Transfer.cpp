@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/RawSector.h"
 #include "simdrive/BluRay.h"
 #include "simdrive/Drive.h"
-#include "simdrive/RawSector.h"
 
 namespace tovlark {
 

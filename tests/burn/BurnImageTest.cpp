@@ -124,7 +124,7 @@ TEST(BurnFaults, CancellingClosesTheTrackAndEndsTheTestMode) {
         const char *commands, *says;
     } kCases[] = {
         {Medium::DvdPlusR, false, "reserve write sync close1", "The disc was left open"},
-        {Medium::DvdR, true, "mode stamp reserve write mode", "The operation has been canceled."},
+        {Medium::DvdR, true, "mode stamp reserve write sync mode", "The operation has been canceled."},
         {Medium::DvdPlusRw, false, "format38 write close2 sync", "can be erased."},
     };
     for (const auto& [medium, simulates, commands, says] : kCases) {

@@ -64,14 +64,18 @@ struct BurnerDrive {
             return error;
         }
         if (refusal < 0x10000) return {refusal};
+        refuse(command, refusal);
+        return {};
+    }
+    /// Answers with a sense of 0xKKCCQQ.
+    static void refuse(PassThrough& command, std::uint32_t refusal) {
         command.scsiStatus = 2;
-        if (command.sense.size() < 14) return {};
+        if (command.sense.size() < 14) return;
         command.sense[0] = std::byte{0x70};
         command.sense[2] = static_cast<std::byte>(refusal >> 16);
         command.sense[7] = std::byte{10};
         command.sense[12] = static_cast<std::byte>(refusal >> 8);
         command.sense[13] = static_cast<std::byte>(refusal);
-        return {};
     }
     /// Runs of the same command are noted once.
     void note(const PassThrough& command) {

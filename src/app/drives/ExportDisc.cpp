@@ -119,7 +119,7 @@ DiscLayout LayoutOf(const DiscState& state, const Text& binary) {
         out.number = track.number;
         out.type = track.isAudio() ? TrackType::Audio : track.mode == 2 ? TrackType::Mode2Raw : TrackType::Mode1Raw;
         out.start = static_cast<std::uint32_t>(track.first);
-        if (track.number > 1 && track.pregap > 0) out.pregapStart = out.start - track.pregap;
+        if (out.start > 0 && track.pregap > 0) out.pregapStart = out.start - std::min(out.start, track.pregap);
         for (const std::uint32_t index : track.indexes) out.furtherIndexes.push_back(out.start + index);
         out.copyPermitted = (track.control & 2) != 0;
         out.preEmphasis = track.isAudio() && (track.control & 1) != 0;

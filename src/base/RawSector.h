@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 
 namespace tovlark {
 
@@ -13,5 +14,8 @@ using RawSector = std::array<std::byte, kRawSectorBytes>;
 /// of 2048 bytes (`addsCodes`) the error detection and correction codes too, of mode 2 those of form 1 with its
 /// sub-header.
 void CompleteSector(RawSector& sector, std::int32_t block, std::uint8_t mode, bool addsCodes);
+
+/// Sectors without data: zeros, with `mode` 1 or 2 whole sectors of that mode, 2352 bytes each, from the block on.
+void MakeEmptySectors(std::span<std::byte> target, std::int32_t block, std::uint8_t mode);
 
 }  // namespace tovlark

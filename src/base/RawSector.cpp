@@ -1,4 +1,4 @@
-#include "simdrive/RawSector.h"
+#include "base/RawSector.h"
 
 #include <algorithm>
 
@@ -93,6 +93,17 @@ void CompleteSector(RawSector& sector, std::int32_t block, std::uint8_t mode, bo
     PutParity(sector, 86, 24, 2, 86, 2064);         // P
     PutParity(sector, 52, 43, 86, 88, 2064 + 172);  // Q
     if (mode == 2) PutHeader(sector, block, mode);
+}
+
+void MakeEmptySectors(std::span<std::byte> target, std::int32_t block, std::uint8_t mode) {
+    std::ranges::fill(target, std::byte{0});
+    if (mode == 0) return;
+    for (; target.size() >= kRawSectorBytes; target = target.subspan(kRawSectorBytes), ++block) {
+        RawSector sector{};
+        // Zeros are right as codes of mode 2, form 1 or none, which do not count the header in.
+        CompleteSector(sector, block, mode, mode == 1);
+        std::ranges::copy(sector, target.begin());
+    }
 }
 
 }  // namespace tovlark

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 #include <vector>
 
-#include "simdrive/RawSector.h"
+#include "base/RawSector.h"
 
 namespace tovlark {
 
