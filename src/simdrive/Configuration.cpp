@@ -198,7 +198,7 @@ WriteParameters CurrentWriteParameters(const SimDrive& drive) {
 std::uint32_t ReadSpeedOf(const SimDrive& drive) {
     if (drive.disc == nullptr) return 0;
     const std::uint32_t most = std::uint32_t{drive.rules().maximumSpeed} * drive.rules().singleSpeed;
-    return drive.readSpeed == 0 ? most : std::min<std::uint32_t>(drive.readSpeed, most);
+    return drive.readSpeed == 0 ? most : std::clamp<std::uint32_t>(drive.readSpeed, drive.rules().singleSpeed, most);
 }
 
 std::uint32_t WriteSpeedOf(const SimDrive& drive) {

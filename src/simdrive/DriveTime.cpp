@@ -80,8 +80,7 @@ std::uint64_t FillBlocks(const DiscState& state, std::int64_t end) {
     const std::int64_t layer = LayerBlocks(rules),
                        least = std::min<std::int64_t>(BlocksBelow(rules, kLeastOuter), state.blocks);
     const double radius = RadiusAt(rules, end);
-    const std::int64_t strip =
-        BlocksBelow(rules, std::min(radius + kLeadOutWidth, kOuter)) - BlocksBelow(rules, radius - 0.1);
+    const std::int64_t strip = BlocksBelow(rules, radius + kLeadOutWidth) - BlocksBelow(rules, radius);
     const std::int64_t reach = std::max(end, least);
     if (rules.layers == 1) return static_cast<std::uint64_t>(std::max(reach - end, strip));
     const std::int64_t all = std::min<std::int64_t>(state.blocks, 2 * layer);
