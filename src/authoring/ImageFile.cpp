@@ -54,20 +54,6 @@ void ReportNotCreated(Task& task, const Text& path, SystemError error) {
     ExplainMissingFolder(task, path, error);
 }
 
-/// False when the name is taken by something that is not to be replaced.
-bool MayReplace(Task& task, const Text& path, const FileInfo& existing) {
-    const Texts& texts = task.session.texts();
-    if (existing.kind != FileKind::Regular) {
-        ReportFile(task, existing.kind == FileKind::Folder ? TextId::OutputIsFolder : TextId::OutputIsNoFile, {path});
-        return false;
-    }
-    const OverwriteAnswer answer =
-        task.session.promptOverwrite(texts[TextId::OverwriteCaption], texts.format(TextId::OverwriteFile, {path}));
-    if (answer == OverwriteAnswer::Yes || answer == OverwriteAnswer::YesToAll) return true;
-    if (answer != OverwriteAnswer::Cancel) ReportFile(task, TextId::OutputKept, {path});
-    return false;
-}
-
 /// True when the file is an edited image of which something could not be taken over: it would be gone for good.
 bool LosesData(const ImageBuildContext& context, const FileInfo& output) {
     return std::ranges::any_of(context.sourceImages, [&](const SourceImage& image) {
@@ -135,9 +121,12 @@ Status Fill(Task& task, ImageBuildContext& context, const Text& path, ImageFile&
 }  // namespace
 
 Status CreateImageFile(Task& task, ImageBuildContext& context, const Text& path, ExistingOutput existing) {
+    if (const auto reason = existing == ExistingOutput::Ask ? WhatKeepsFile(task, path) : std::nullopt) {
+        if (!task.flags.cancel) ReportFile(task, *reason, {path});
+        return Status::Failed;
+    }
     FileInfo replaced;
     if (!GetTargetInfo(path, replaced).failed()) {
-        if (existing == ExistingOutput::Ask && !MayReplace(task, path, replaced)) return Status::Failed;
         if (LosesData(context, replaced)) {
             ReportFile(task, TextId::EditDamaged, {path});
             return Status::Failed;

@@ -27,19 +27,6 @@ Status Refuse(Task& task, TextId text, std::initializer_list<FormatArgument> arg
     return Status::Failed;
 }
 
-bool MayReplaceFile(Task& task, const Text& path) {
-    FileInfo info;
-    if (GetTargetInfo(path, info).failed()) return true;
-    const Texts& texts = task.session.texts();
-    if (info.kind != FileKind::Regular) {
-        Complain(task, info.kind == FileKind::Folder ? TextId::OutputIsFolder : TextId::OutputIsNoFile, {path});
-        return false;
-    }
-    const OverwriteAnswer answer =
-        task.session.promptOverwrite(texts[TextId::OverwriteCaption], texts.format(TextId::OverwriteFile, {path}));
-    return answer == OverwriteAnswer::Yes || answer == OverwriteAnswer::YesToAll;
-}
-
 std::optional<char16_t> LetterOf(Task& task, const Text& word) {
     const auto letter = ParseDrive(word);
     if (!letter) Complain(task, TextId::NoDriveLetter, {word});

@@ -20,9 +20,6 @@ void Complain(Task& task, TextId text, std::initializer_list<FormatArgument> arg
 /// The same as an outcome.
 Status Refuse(Task& task, TextId text, std::initializer_list<FormatArgument> arguments);
 
-/// Asks before a file is replaced. False when it is to stay, or is no file.
-bool MayReplaceFile(Task& task, const Text& path);
-
 /// The letter that a word of the command line stands for, else nothing after words that say so.
 std::optional<char16_t> LetterOf(Task& task, const Text& word);
 

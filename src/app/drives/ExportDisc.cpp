@@ -167,7 +167,8 @@ Status ExportDisc(Task& task, const Text& disc, const Text& output) {
     const std::vector<Range> ranges = WrittenRanges(*state, isBinary ? PregapsToo::Yes : PregapsToo::No);
     if (ranges.empty()) return Refuse(task, TextId::ExportNothing, {disc});
     const Text sheet = output.substr(0, output.size() - 4) + u".cue";
-    if (!MayReplaceFile(task, output) || (isBinary && !MayReplaceFile(task, sheet))) return Status::Failed;
+    if (const auto reason = WhatKeepsFile(task, output)) return Refuse(task, *reason, {output});
+    if (const auto reason = isBinary ? WhatKeepsFile(task, sheet) : std::nullopt) return Refuse(task, *reason, {sheet});
 
     DiscDevice device;
     if (const DriveFileFault fault = OpenDiscAlone(disc, task.clock, device); fault.failed()) {

@@ -146,7 +146,7 @@ Status MakeDisc(Task& task, const NewDisc& disc) {
     if (blocks == 0 || blocks > rules->blocks)
         return Refuse(task, TextId::BlocksOutOfRange,
                       {rules->name, FormatGrouped(rules->blocks), FormatGrouped(blocks)});
-    if (!MayReplaceFile(task, disc.path)) return Status::Failed;
+    if (const auto reason = WhatKeepsFile(task, disc.path)) return Refuse(task, *reason, {disc.path});
     SystemError error = RemoveFile(disc.path);
     if (!error.failed() || IsNotFound(error)) error = Disc::create(disc.path, *rules, blocks);
     if (error.failed()) return Refuse(task, TextId::FileNotMade, {disc.path, DescribeError(error)});

@@ -90,7 +90,6 @@ inline constexpr TextRow kImageTextRows[] = {
     {TextId::LanguageTemplateWritten, 601, u"The language template was written to %s."},
     {TextId::CannotWriteLanguageTemplate, 602, u"Cannot write the language template %s: %s."},
     {TextId::RestartsElevated, 603, u"Writing the language template needs administrative rights; asking for them."},
-    {TextId::TemplateNotWritten, 604, u"%s was not written."},
     {TextId::CannotSignalEvent, 605, u"Cannot signal the event %s: %s."},
     {TextId::OutOfMemory, 606, u"There is not enough memory to go on."},
     {TextId::MessageLogNotKept, 607, u"The message log cannot be added to %s: %s."},

@@ -25,6 +25,18 @@ void ReportError(Task& task, const Text& line) {
     task.flags.error = true;
 }
 
+std::optional<TextId> WhatKeepsFile(Task& task, const Text& path) {
+    FileInfo info;
+    if (GetTargetInfo(path, info).failed()) return std::nullopt;
+    if (info.kind == FileKind::Folder) return TextId::OutputIsFolder;
+    if (info.kind != FileKind::Regular) return TextId::OutputIsNoFile;
+    const Texts& texts = task.session.texts();
+    const OverwriteAnswer answer =
+        task.session.promptOverwrite(texts[TextId::OverwriteCaption], texts.format(TextId::OverwriteFile, {path}));
+    const bool isGivenUp = answer == OverwriteAnswer::Yes || answer == OverwriteAnswer::YesToAll;
+    return isGivenUp ? std::nullopt : std::optional(TextId::OutputKept);
+}
+
 void ExplainMissingFolder(Task& task, const Text& path, SystemError error) {
     if (!IsNotFound(error)) return;
     const Text folder(FolderOf(FullPath(path)));

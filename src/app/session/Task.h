@@ -1,5 +1,7 @@
 #pragma once
 
+#include <optional>
+
 #include "app/session/ConsoleSession.h"
 #include "app/session/Flags.h"
 #include "app/session/MessageLog.h"
@@ -28,6 +30,10 @@ void TellError(Task& task, TextId text, std::initializer_list<FormatArgument> ar
 
 /// Prints and logs the line and sets the error flag.
 void ReportError(Task& task, const Text& line);
+
+/// What keeps a file from being written to this path: that something else than a file has the name, or that the user,
+/// who is asked, lets the file stay. To be told as a message about the path.
+std::optional<TextId> WhatKeepsFile(Task& task, const Text& path);
 
 /// Below the message that a file could not be made: names the folder that is missing, if that was the reason.
 void ExplainMissingFolder(Task& task, const Text& path, SystemError error);

@@ -152,7 +152,6 @@ enum class TextId : std::uint16_t {
     LanguageTemplateWritten,
     CannotWriteLanguageTemplate,
     RestartsElevated,
-    TemplateNotWritten,
     CannotSignalEvent,
     OutOfMemory,
     MessageLogNotKept,

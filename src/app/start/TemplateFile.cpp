@@ -14,21 +14,6 @@ constexpr TextView kUsualName = u"Template.ini";
 // The delay lets this process end first.
 constexpr TextView kElevatedWords = u"/sleep=3000 create_lang_file";
 
-bool MayReplace(Task& task, const Text& path) {
-    FileInfo info;
-    if (GetTargetInfo(path, info).failed()) return true;
-    if (info.kind != FileKind::Regular) {
-        TellError(task, info.kind == FileKind::Folder ? TextId::OutputIsFolder : TextId::OutputIsNoFile, {path});
-        return false;
-    }
-    const Texts& texts = task.session.texts();
-    const OverwriteAnswer answer =
-        task.session.promptOverwrite(texts[TextId::OverwriteCaption], texts.format(TextId::OverwriteFile, {path}));
-    if (answer == OverwriteAnswer::Yes || answer == OverwriteAnswer::YesToAll) return true;
-    TellNote(task, TextId::TemplateNotWritten, {path});
-    return false;
-}
-
 SystemError WriteTemplateFile(const Text& path) {
     const std::string bytes = ToUtf8(LanguageTemplate());
     NewFile file;
@@ -44,7 +29,10 @@ Status WriteLanguageTemplate(Task& task, const Text& path) {
     const bool isUsualPlace = path.empty();
     const Text target = isUsualPlace ? JoinPath(LanguageFolder(), kUsualName) : FullPath(path);
     // The usual file is ours; one that the user named may not be.
-    if (!isUsualPlace && !MayReplace(task, target)) return Status::Failed;
+    if (const auto reason = isUsualPlace ? std::nullopt : WhatKeepsFile(task, target)) {
+        TellError(task, *reason, {target});
+        return Status::Failed;
+    }
     SystemError error = isUsualPlace ? CreateFolders(LanguageFolder()) : SystemError{};
     if (!error.failed()) error = WriteTemplateFile(target);
     if (!error.failed()) {
