@@ -104,14 +104,15 @@ private:
 
     void addRange(const TrackLayout& track, std::size_t file, std::uint64_t begin, std::uint64_t end) {
         if (end <= begin) return;
-        const bool takesPart = track.sectorSize > sectorSize_, isMade = track.sectorSize < sectorSize_;
+        const bool takesPart = sectorSize_ == kSectorSize && track.sectorSize == kRawSectorSize;
+        const bool isMade = track.sectorSize < sectorSize_;
         const DataFileKind kind = layout_.files[file].kind;
         source_.add({.sectorCount = static_cast<std::uint32_t>((end - begin + track.sectorSize - 1) / track.sectorSize),
                      .file = files_[file].file,
                      .offset = begin + (takesPart ? kMode1Data : 0),
                      .end = end,
                      .stride = track.sectorSize,
-                     .taken = isMade ? track.sectorSize : sectorSize_,
+                     .taken = std::min(track.sectorSize, sectorSize_),
                      .swapsBytes = track.isAudio() && (kind == DataFileKind::BigEndian || kind == DataFileKind::Aiff),
                      .madeMode = isMade ? madeModeOf(track) : std::uint8_t{0}});
     }
@@ -141,13 +142,7 @@ std::uint16_t BurnSectorSize(const DiscLayout& layout) {
 
 std::optional<Text> AddCueTracks(const Texts& texts, const Text& path, const DiscLayout& layout, FileSource& source,
                                  CdContent& content) {
-    const std::uint16_t sectorSize = BurnSectorSize(layout);
     if (layout.sessions.size() > 1) return texts.format(TextId::CueSeveralSessions, {path});
-    const auto fits = [&](const TrackLayout& track) {
-        return track.sectorSize == sectorSize || (sectorSize == kSectorSize && track.sectorSize == kRawSectorSize) ||
-               (sectorSize == kRawSectorSize && !track.isAudio());
-    };
-    if (!std::ranges::all_of(layout.tracks, fits)) return texts.format(TextId::CueNeedsRawData, {path});
     return CueTracks(texts, layout, source, content).add();
 }
 

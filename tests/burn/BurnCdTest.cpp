@@ -20,6 +20,12 @@ const char kMixedSheet[] =
 const char kPlainAudioSheet[] = "FILE \"a.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
 const char kRawDataSheet[] = "FILE \"a.bin\" BINARY\n  TRACK 01 MODE1/2352\n    INDEX 01 00:00:00\n";
 
+std::string Blocks(std::size_t count, std::size_t size) {
+    std::string bytes;
+    for (std::size_t index = 0; index < count; ++index) bytes += std::string(size, static_cast<char>('a' + index % 23));
+    return bytes;
+}
+
 /// A CUE sheet with a file of 1200 sectors, burned on a CD.
 struct SheetBurn {
     BurnerDrive burner;
@@ -135,6 +141,16 @@ TEST(BurnCd, DataOfAnySizeBesideAudioGoWholeAndSoDoesWhatFillsThem) {
         EXPECT_TRUE(std::ranges::equal(mixed.wholeSectorAt(block), expected)) << block;
     }
     EXPECT_EQ(mixed.burner.loaded.read(static_cast<std::uint32_t>(last) + 7), unsigned{'j'});
+}
+
+TEST(BurnCd, DataAloneGoWithoutWhatLiesAroundThem) {
+    for (const std::string size : {"2048", "2336"}) {
+        SheetBurn data(("FILE \"d.bin\" BINARY\nTRACK 01 MODE1/" + size + "\nINDEX 01 00:00:00\n").c_str(), Medium::CdR,
+                       {{"d.bin", Blocks(300, std::stoul(size))}});
+        ASSERT_EQ(data.burn({.finalises = true, .verifies = true}), Status::Ok) << data.burner.fake.streams.output;
+        EXPECT_EQ(data.disc().tracks[0].blockBytes, 2048);
+        EXPECT_EQ(data.burner.loaded.read(299), unsigned{'a' + 299 % 23});
+    }
 }
 
 TEST(BurnCd, AnAudioDiscThatIsRewritableIsErasedForTheNext) {

@@ -214,8 +214,6 @@ inline constexpr TextRow kDriveTextRows[] = {
     {TextId::CdTracksRefused, 1090,
      u"These tracks cannot be written to a CD: each needs 4 seconds, and a CD ends at 99:59:74."},
     {TextId::CueSeveralSessions, 1091, u"%s describes several sessions: a disc of one can be burned."},
-    {TextId::CueNeedsRawData, 1092,
-     u"%s: data tracks beside audio, and those of several kinds, need sectors of 2352 bytes."},
     {TextId::CueNeedsDecoding, 1093,
      u"%s has to be decoded first: plain samples and wave files of 44.1 kHz, 16 bits, stereo can be burned."},
     {TextId::CueFileShort, 1094, u"%s ends before track %u, which the CUE sheet puts into it."},

@@ -428,7 +428,6 @@ enum class TextId : std::uint16_t {
     CdTextLeftOut,
     CdTracksRefused,
     CueSeveralSessions,
-    CueNeedsRawData,
     CueNeedsDecoding,
     CueFileShort,
     CopyOf,
