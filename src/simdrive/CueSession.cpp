@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "simdrive/Drive.h"
+#include "simdrive/Faults.h"
 
 namespace tovlark {
 
@@ -176,6 +177,11 @@ Refusal StoreCueBlocks(SimDrive& drive, const CueRegion& region, std::int64_t bl
 
 bool IsCueUnwritten(const SimDrive& drive) { return !drive.cues.empty() && drive.cueNext == drive.cues.front().first; }
 
+Refusal SpoilDisc(SimDrive& drive) {
+    drive.state().isFinal = true;
+    return Keep(drive);
+}
+
 Refusal SendCueSheet(SimDrive& drive, Request& request) {
     if (IsCueUnwritten(drive)) DropWrite(drive);  // another sheet takes its place
     DiscState& state = drive.state();
@@ -228,14 +234,23 @@ Refusal WriteCueRegion(SimDrive& drive, Request& request, std::int32_t block, st
         at = next->end;
     }
     if (const Refusal refusal = AdmitWrite(drive, block, std::uint64_t{count} * blockBytes)) return refusal;
-    for (std::int64_t at = block; at < end;) {
+    if (const Refusal fault = WriteFault(drive, request, block, count)) return fault;
+    if (IsCueUnwritten(drive) && !drive.isTestWrite) {
+        const Refusal refusal = SpoilDisc(drive);
+        drive.state().isFinal = false;  // while all goes well
+        if (refusal) return refusal;
+    }
+    const bool losesPower = LosesPower(drive);
+    const std::int64_t storedEnd = losesPower ? block + count / 2 : end;
+    for (std::int64_t at = block; at < storedEnd;) {
         const CueRegion* part = RegionOf(drive, at);
-        const std::int64_t partEnd = std::min<std::int64_t>(part->end, end);
+        const std::int64_t partEnd = std::min<std::int64_t>(part->end, storedEnd);
         const auto bytes = request.data.subspan(static_cast<std::size_t>(at - block) * blockBytes,
                                                 static_cast<std::size_t>(partEnd - at) * blockBytes);
         if (const Refusal refusal = StoreCueBlocks(drive, *part, at, bytes)) return refusal;
         at = partEnd;
     }
+    if (losesPower) drive.losePower(drive.power);
     request.transferred = count * blockBytes;
     BookWrite(drive, {.first = block, .count = count, .bytes = request.transferred});
     drive.cueNext = static_cast<std::int32_t>(end);

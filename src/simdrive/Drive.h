@@ -173,6 +173,9 @@ void CloseSession(DiscState& state, bool isFinal);
 void BeginTest(SimDrive& drive);
 /// Forgets a test, or the session of a cue sheet: the disc is what it was before.
 void DropWrite(SimDrive& drive);
+/// The lead-in of a cue sheet's session comes first: until the session is whole, the disc tells of tracks that are not
+/// there, and takes no more.
+Refusal SpoilDisc(SimDrive& drive);
 /// Whether the session of a cue sheet waits for its first block.
 bool IsCueUnwritten(const SimDrive& drive);
 /// Where the next session's lead-in begins on a CD.

@@ -134,6 +134,10 @@ std::uint64_t ReadableBlocks(SimDrive& drive, std::int64_t block, std::uint64_t 
     return count;
 }
 
+bool LosesPower(SimDrive& drive) {
+    return ++drive.counts.writes == drive.faults.powerLoss && drive.losePower != nullptr;
+}
+
 Refusal WriteFault(SimDrive& drive, const Request& request, std::int64_t block, std::uint32_t count) {
     constexpr Refusal kWriteError{3, 0x0C, 0x00};
     std::int64_t first = 0;

@@ -60,6 +60,8 @@ bool FailsInTransport(SimDrive& drive);
 Refusal BusyAnswer(SimDrive& drive);
 /// How many of the blocks can be read before the first unreadable one; waits for those that are slow.
 std::uint64_t ReadableBlocks(SimDrive& drive, std::int64_t block, std::uint64_t count);
+/// Counts a write, and says whether it is the one at which the power goes.
+bool LosesPower(SimDrive& drive);
 /// The error of writing there, if one is planted.
 Refusal WriteFault(SimDrive& drive, const Request& request, std::int64_t block, std::uint32_t count);
 

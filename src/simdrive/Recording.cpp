@@ -227,9 +227,11 @@ std::uint64_t FlushTime(const SimDrive& drive) {
 Refusal Flush(SimDrive& drive) {
     DiscState& state = drive.state();
     WriteOn(drive, FlushTime(drive));
-    // A session that is being written whole stays what it was until its end.
-    if (!drive.cues.empty() && !drive.isTestWrite && !IsCueUnwritten(drive)) return {};
     drive.motion.hasLostStream = false;
+    if (!drive.cues.empty() && !drive.isTestWrite && !IsCueUnwritten(drive)) {
+        drive.cues.clear();
+        return SpoilDisc(drive);
+    }
     if (!drive.cues.empty() || drive.isTestWrite) {
         DropWrite(drive);
         return {};

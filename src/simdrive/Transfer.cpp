@@ -224,7 +224,7 @@ Refusal Store(SimDrive& drive, Request& request, const DiscTrack& track, std::in
     if (const Refusal refusal = AdmitWrite(drive, block, bytes)) return refusal;
     const std::uint32_t count = bytes / track.storedBytes();
     if (const Refusal fault = WriteFault(drive, request, block, count)) return fault;
-    const bool losesPower = ++drive.counts.writes == drive.faults.powerLoss && drive.losePower != nullptr;
+    const bool losesPower = LosesPower(drive);
     const std::uint32_t storedBytes = losesPower ? count / 2 * track.storedBytes() : bytes;
     if (!drive.isTestWrite && drive.disc->write(track, block, request.data.first(storedBytes)).failed())
         return kFileFailed;

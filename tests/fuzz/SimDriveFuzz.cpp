@@ -1,5 +1,6 @@
 // The first byte picks a medium; then command blocks of 12 bytes follow, each with data made of itself. Whatever is
-// sent, the drive answers, and the disc file that it leaves opens again.
+// sent, the drive answers, and the disc file that it leaves opens again. TOVLARK_FUZZ_MEDIUM, a number from 0, picks the
+// medium for all inputs.
 #include <array>
 #include <cstdint>
 #include <cstdlib>
@@ -16,7 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const auto file = folder / "a.tvdisc";
     const Text path = file.u16string();
     std::filesystem::remove(file);
-    const MediumRules& rules = MediaRules()[data[0] % MediaRules().size()];
+    static const char* const chosen = std::getenv("TOVLARK_FUZZ_MEDIUM");
+    const std::size_t medium = chosen != nullptr ? std::strtoul(chosen, nullptr, 10) : data[0];
+    const MediumRules& rules = MediaRules()[medium % MediaRules().size()];
     if (Disc::create(path, rules, 4000).failed()) return 0;
 
     std::uint64_t now = 0;

@@ -63,6 +63,41 @@ TEST(CueSheet, WritesAWholeSession) {
     EXPECT_EQ(LoadedDrive::be(on.receive({0x43, 2, 2, 0, 0, 0, 0, 0, 70}, 70), 0, 4), 68u << 16 | 0x0101u);
 }
 
+TEST(CueSheet, ASessionThatEndsEarlySpoilsTheDisc) {
+    enum { Synchronized, WriteError, PowerLoss };
+    for (const int end : {Synchronized, WriteError, PowerLoss}) {
+        LoadedDrive on(Medium::CdRw);
+        Bytes sheet;
+        for (const auto& entry :
+             {std::array{0x41, 0, 0, 0x14, 0, 0, 0, 0}, std::array{0x41, 1, 0, 0x10, 0, 0, 0, 0},
+              std::array{0x41, 1, 1, 0x10, 0, 0, 2, 0}, std::array{0x41, 0xAA, 1, 0x14, 0, 0, 8, 0}})
+            for (const int byte : entry) sheet.push_back(static_cast<std::byte>(byte));
+        ASSERT_EQ(on.select(2, 0, 0), kOk);
+        ASSERT_EQ(SendSheet(on, sheet), kOk);
+        EXPECT_EQ(on.synchronize(), kOk) << "nothing is written: the sheet is forgotten";
+        ASSERT_EQ(SendSheet(on, sheet), kOk);
+        if (end == WriteError) on.drive.faults.writeErrors = {{20, 20}};
+        if (end == PowerLoss) on.drive.faults.powerLoss = 3;
+        on.drive.losePower = [](void*) { throw std::runtime_error("power"); };
+        ASSERT_EQ(on.write(static_cast<std::uint32_t>(-150), 150, 0), kOk);
+        ASSERT_EQ(on.write(0, 16, 'a'), kOk);
+        if (end == PowerLoss)
+            EXPECT_THROW(on.write(16, 16, 'b'), std::runtime_error);
+        else
+            EXPECT_EQ(on.write(16, 16, 'b'), end == WriteError ? 0x030C00u : kOk);
+        if (end != PowerLoss) {
+            EXPECT_EQ(on.synchronize(), kOk);
+            EXPECT_EQ(on.write(32, 16, 'c'), 0x053005u);
+            EXPECT_EQ(on.discStatus() & 3, 2u);
+        }
+        on.drive.disc.reset();
+        on.load(on.path());
+        EXPECT_EQ(on.discStatus() & 3, 2u);
+        ASSERT_EQ(on.send({0xA1, 1}), kOk);
+        EXPECT_EQ(on.discStatus() & 3, 0u);
+    }
+}
+
 /// A pack of CD-Text, as the 24 symbols of six bits that lead-ins have.
 Bytes PackSymbols(int type, int sequence, const char* text) {
     std::array<std::byte, 18> pack{std::byte(type), std::byte{0}, std::byte(sequence), std::byte{0}};

@@ -50,6 +50,8 @@ struct Walk {
     const char* appendable;
     std::function<std::uint32_t(LoadedDrive&)> close;
     const char* closed;
+
+    friend void PrintTo(const Walk& walk, std::ostream* out) { *out << ToUtf8(FindRules(walk.medium)->name); }
 };
 
 constexpr int kTrackAtOnce = 1, kIncremental = 0, kMultiSession = 0xC0, kDataTrack = 4, kIncrementalTrack = 5;
