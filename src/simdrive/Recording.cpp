@@ -206,6 +206,7 @@ void DropWrite(SimDrive& drive) {
     drive.state() = drive.beforeWrite;
     drive.cues.clear();
     drive.isTestWrite = false;
+    drive.motion.wantsLeadIn = false;
 }
 
 namespace {
