@@ -14,21 +14,21 @@ namespace {
 constexpr std::uint32_t kSectors = 10'000, kStallsAt = 8192;  // what the buffer holds at first
 
 /// Time that passes when somebody waits, and a source that gives nothing for five seconds of it once the burn has run
-/// out of data. From then on the one that waits lets the source get ahead, so that nothing depends on threads.
+/// out of data. From then on waiting for the source takes no time, so that nothing depends on threads.
 struct StallingSource {
     std::atomic<std::uint64_t> now = 0;
     std::atomic<std::uint64_t> comesBackAt = 0;  // 0: the burn still has data
-    std::atomic<std::uint32_t> delivered = 0;
     MessageLog* log = nullptr;
-    Clock clock{this, [](void* self) { return static_cast<StallingSource*>(self)->now.load(); }, sleep,
+    Clock clock{this, [](void* self) { return static_cast<StallingSource*>(self)->now.load(); }, pass,
                 [](void*) { return UnixSeconds{0}; }, [](void*, UnixSeconds) { return std::int32_t{0}; }};
 
-    static void sleep(void* self, std::uint32_t milliseconds) {
+    bool isBack() const { return comesBackAt != 0 && now >= comesBackAt; }
+    static void pass(void* self, std::uint32_t milliseconds) {
+        constexpr std::uint32_t kBufferStep = 1;  // of waiting for the source; the drive is waited for longer
         auto& source = *static_cast<StallingSource*>(self);
+        if (source.isBack() && milliseconds == kBufferStep) return std::this_thread::yield();
         source.now += milliseconds;
         if (source.comesBackAt == 0 && source.emptyLines() > 0) source.comesBackAt = source.now + 5000;
-        if (source.comesBackAt == 0 || source.now < source.comesBackAt) return;
-        while (source.delivered < kSectors) std::this_thread::yield();
     }
     std::size_t emptyLines() const {
         std::size_t count = 0;
@@ -37,11 +37,9 @@ struct StallingSource {
     }
     static bool read(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault&) {
         auto& source = *static_cast<StallingSource*>(self);
-        while (first >= kStallsAt && (source.comesBackAt == 0 || source.now < source.comesBackAt))
-            std::this_thread::yield();
+        while (first >= kStallsAt && !source.isBack()) std::this_thread::yield();
         for (std::size_t at = 0; at < target.size(); at += 2048)
             std::memset(target.data() + at, static_cast<int>('a' + (first + at / 2048) % 23), 2048);
-        source.delivered = first + static_cast<std::uint32_t>(target.size() / 2048);
         return true;
     }
 };
