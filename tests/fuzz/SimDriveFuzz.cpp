@@ -1,6 +1,6 @@
 // The first byte picks a medium; then command blocks of 12 bytes follow, each with data made of itself. Whatever is
-// sent, the drive answers, and the disc file that it leaves opens again. TOVLARK_FUZZ_MEDIUM, a number from 0, picks the
-// medium for all inputs.
+// sent, the drive answers, and the disc file that it leaves opens again. TOVLARK_FUZZ_MEDIUM, a number from 0, picks
+// the medium for all inputs.
 #include <array>
 #include <cstdint>
 #include <cstdlib>
