@@ -145,35 +145,35 @@ LaidOutImage::~LaidOutImage() = default;
 std::uint64_t LaidOutImage::sectorCount() const { return build_->sectorCount; }
 
 /// Every extent begins where the one before it ended.
-Status LaidOutImage::write(const SectorSink& sink) {
-    context_.error = BuildError::None;
+WriteEnd LaidOutImage::write(const SectorSink& sink) const {
+    WriteEnd end;
     try {
-        SectorStream stream(context_, sink);
+        SectorStream stream(sink);
         for (const Extent& extent : build_->extents) {
-            context_.errorPlace = static_cast<std::int32_t>(extent.kind);
+            end.place = static_cast<std::int32_t>(extent.kind);
             kEmitters[static_cast<std::size_t>(extent.kind)].emit(*build_, extent, stream);
-            if (stream.failed()) return Status::Failed;
-            if (stream.position() != (std::uint64_t{extent.first} + extent.count) * kSectorSize) {
-                context_.error = BuildError::WriteFailed;
-                return Status::Failed;
-            }
+            const bool isWhole = stream.position() == (std::uint64_t{extent.first} + extent.count) * kSectorSize;
+            if (stream.failed() || !isWhole) break;
         }
         stream.flush();
+        const bool isWritten = !stream.failed() && stream.position() == build_->sectorCount * kSectorSize;
+        end.error = isWritten ? BuildError::None : BuildError::WriteFailed;
     } catch (const std::bad_alloc&) {
-        context_.error = BuildError::OutOfMemory;
+        end.error = BuildError::OutOfMemory;
     }
-    return context_.error == BuildError::None ? Status::Ok : Status::Failed;
+    return end;
 }
 
 Status LaidOutImage::writeStep(TextId step, const SectorSink& sink) {
     ConsoleSession& session = task_.session;
     session.beginStep(session.texts()[step], build_->sectorCount * kSectorSize);
     WatchedSink watched{task_, sink};
-    const Status status = write(watched.asSink());
-    if (watched.isCancelled) context_.error = BuildError::Cancelled;
-    if (status != Status::Ok) {
+    const WriteEnd end = write(watched.asSink());
+    context_.error = watched.isCancelled ? BuildError::Cancelled : end.error;
+    context_.errorPlace = end.place;
+    if (context_.error != BuildError::None) {
         session.print(u"\r\n");
-        return status;
+        return Status::Failed;
     }
     session.finishStep();
     session.printDone();

@@ -12,6 +12,12 @@ namespace tovlark {
 
 struct ImageBuild;
 
+/// How writing an image ended.
+struct WriteEnd {
+    BuildError error = BuildError::None;
+    std::int32_t place = 0;  // the structure that was written last
+};
+
 /// A compilation in which every structure and file has its place. It can be written as often as need be; the
 /// structures are the same each time. A source that vanishes or changes its size meanwhile is padded or cut to the
 /// length laid out.
@@ -24,10 +30,10 @@ public:
     LaidOutImage(const LaidOutImage&) = delete;
 
     std::uint64_t sectorCount() const;
-    /// Writes all sectors, without a word but what the sink is told. Any thread may do it, one at a time. Failure is in
-    /// `context.error`.
-    Status write(const SectorSink& sink);
+    /// Writes all sectors, without a word but what the sink is told. Several threads may do so at once.
+    WriteEnd write(const SectorSink& sink) const;
     /// The same as a step with progress that can be cancelled; changed sources are reported and set the error flag.
+    /// Failure is in `context.error`.
     Status writeStep(TextId step, const SectorSink& sink);
 
 private:

@@ -17,8 +17,7 @@ static_assert(kBufferSize % kSectorSize == 0 && kCopyPiece % kSectorSize == 0);
 
 }  // namespace
 
-SectorStream::SectorStream(ImageBuildContext& context, const SectorSink& sink)
-    : context_(context), sink_(sink), buffer_(kBufferSize) {}
+SectorStream::SectorStream(const SectorSink& sink) : sink_(sink), buffer_(kBufferSize) {}
 
 void SectorStream::flush() {
     if (used_ == 0 || failed()) return;
@@ -36,7 +35,7 @@ void SectorStream::hand(std::span<const std::byte> sectors) {
     const auto count = static_cast<std::uint32_t>(sectors.size() / kSectorSize);
     const std::uint32_t accepted = sink_.accept(sink_.self, nextSector_, sectors);
     nextSector_ += accepted;
-    if (accepted != count) context_.error = BuildError::WriteFailed;
+    hasFailed_ = accepted != count;
 }
 
 std::span<std::byte> SectorStream::room() {
@@ -74,11 +73,9 @@ std::uint64_t SectorStream::copyBySink(const FileRange& range) {
     std::uint64_t done = 0;
     while (done < range.sizeBytes && !failed()) {
         const FileRange piece{range.file, range.offset + done, std::min(kCopyPiece, range.sizeBytes - done)};
-        bool writeFailed = false;
-        const std::uint64_t taken = sink_.acceptFile(sink_.self, nextSector_, piece, writeFailed);
+        const std::uint64_t taken = sink_.acceptFile(sink_.self, nextSector_, piece, hasFailed_);
         done += taken;
         nextSector_ += static_cast<std::uint32_t>(SectorsFor(taken));
-        if (writeFailed) context_.error = BuildError::WriteFailed;
         if (taken != piece.sizeBytes) break;
     }
     return done;

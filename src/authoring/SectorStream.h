@@ -5,21 +5,20 @@
 #include <span>
 #include <vector>
 
-#include "authoring/Compilation.h"
 #include "authoring/SectorSink.h"
 #include "base/Sectors.h"
 
 namespace tovlark {
 
-/// The bytes of an image on their way to a sink: gathers small pieces into large writes. After an error
-/// (`context.error`) every member returns at once.
+/// The bytes of an image on their way to a sink: gathers small pieces into large writes. After a failed write every
+/// member returns at once.
 class SectorStream {
 public:
-    SectorStream(ImageBuildContext& context, const SectorSink& sink);
+    explicit SectorStream(const SectorSink& sink);
 
     /// Bytes written so far, those still gathered included.
     std::uint64_t position() const { return (std::uint64_t{nextSector_} * kSectorSize) + used_; }
-    bool failed() const { return context_.error != BuildError::None; }
+    bool failed() const { return hasFailed_; }
 
     void write(std::span<const std::byte> bytes);
     template <typename Structure>
@@ -49,11 +48,11 @@ private:
     void hand(std::span<const std::byte> sectors);
     std::uint64_t copyBySink(const FileRange& range);
 
-    ImageBuildContext& context_;
     const SectorSink& sink_;
     std::vector<std::byte> buffer_;
     std::size_t used_ = 0;
     std::uint32_t nextSector_ = 0;  // of the sink
+    bool hasFailed_ = false;
 };
 
 }  // namespace tovlark

@@ -63,11 +63,11 @@ SectorSource CompilationSource::source() {
 }
 
 bool CompilationSource::make(void* self, const SectorIntake& intake, SourceFault& fault) {
-    auto& source = *static_cast<CompilationSource*>(self);
+    const auto& source = *static_cast<const CompilationSource*>(self);
     IntakeSink sink{intake, source.primary_};
-    const bool isMade = source.image_.write({&sink, IntakeSink::accept, nullptr, IntakeSink::report}) == Status::Ok;
-    if (source.context_.error == BuildError::OutOfMemory) fault.text = TextId::BurnOutOfMemory;
-    return isMade;
+    const WriteEnd end = source.image_.write({&sink, IntakeSink::accept, nullptr, IntakeSink::report});
+    if (end.error == BuildError::OutOfMemory) fault.text = TextId::BurnOutOfMemory;
+    return end.error == BuildError::None;
 }
 
 }  // namespace tovlark

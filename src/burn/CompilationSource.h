@@ -10,7 +10,8 @@
 
 namespace tovlark {
 
-/// The image of a compilation, made while it is burned: no file is written. Has a fixed place in memory.
+/// The image of a compilation, made while it is burned: no file is written. Has a fixed place in memory. Several drives
+/// may take its sectors at once.
 class CompilationSource {
 public:
     /// Lays the compilation out, with progress; with the setting `ImplantChecksum` its files are read once for that.

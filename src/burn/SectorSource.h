@@ -37,7 +37,7 @@ struct SectorSource {
     /// thread of the buffer's, by one at a time.
     bool (*read)(void* self, std::uint32_t first, std::span<std::byte> target, SourceFault& fault) = nullptr;
     /// Instead of `read`: puts all sectors, each time it is called; false with the reason in `fault`, which nobody
-    /// hears when no more were wanted. Called on a thread of the buffer's, by one at a time.
+    /// hears when no more were wanted. Called on threads of buffers, by several at once.
     bool (*make)(void* self, const SectorIntake& intake, SourceFault& fault) = nullptr;
     bool isDisc = false;  // another disc, read while this one is written
 };

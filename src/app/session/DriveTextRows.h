@@ -218,6 +218,7 @@ inline constexpr TextRow kDriveTextRows[] = {
      u"%s has to be decoded first: plain samples and wave files of 44.1 kHz, 16 bits, stereo can be burned."},
     {TextId::CueFileShort, 1094, u"%s ends before track %u, which the CUE sheet puts into it."},
     {TextId::CopyOf, 1095, u"Copy %s of %s"},
+    {TextId::LogOfDrive, 1096, u"[%s %c:]"},
     {TextId::InfoDevice, 1100, u"Device"},
     {TextId::InfoMedium, 1101, u"Medium"},
     {TextId::InfoState, 1102, u"State"},

@@ -23,6 +23,7 @@ Text OneLine(TextView text) {
 }  // namespace
 
 void MessageLog::append(Text text) {
+    if (whole_ != nullptr) return whole_->append(mark_ + u' ' + OneLine(text));
     text = OneLine(text);
     if (events_ != nullptr) events_->message(text, MessageLevel::Log);
     const UnixSeconds time = clock_.now(clock_.self);

@@ -4,6 +4,7 @@
 #include <deque>
 #include <mutex>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "app/session/EventWriter.h"
@@ -25,6 +26,9 @@ public:
 
     /// Every line is told to the event writer too, if there is one.
     explicit MessageLog(const Clock& clock, EventWriter* events = nullptr) : clock_(clock), events_(events) {}
+    /// What one of several does that write to the same log: each line goes into the whole one, behind the mark.
+    MessageLog(MessageLog& whole, Text mark)
+        : clock_(whole.clock_), events_(nullptr), whole_(&whole), mark_(std::move(mark)) {}
     MessageLog(const MessageLog&) = delete;
 
     /// Line breaks within the text become blanks.
@@ -35,7 +39,9 @@ public:
 
 private:
     const Clock& clock_;
-    EventWriter* events_;  // may be null
+    EventWriter* events_;          // may be null
+    MessageLog* whole_ = nullptr;  // null: the lines are kept here
+    const Text mark_;
     mutable std::mutex lock_;
     std::deque<Line> lines_;
 };

@@ -20,11 +20,13 @@ std::uint32_t SettingsStore::getInt(const IntSetting& setting) const {
 
 std::uint32_t SettingsStore::getInt(TextView name, std::uint32_t fallback, std::uint32_t minimum,
                                     std::uint32_t maximum) const {
+    const std::scoped_lock guard(lock_);
     std::uint32_t value = 0;
     return backing_->readNumber({}, name, value) && value >= minimum && value <= maximum ? value : fallback;
 }
 
 std::uint32_t SettingsStore::getIntIn(TextView name, std::uint32_t fallback, TextView key) const {
+    const std::scoped_lock guard(lock_);
     std::uint32_t value = 0;
     return backing_->readNumber(key, name, value) ? value : fallback;
 }
@@ -32,6 +34,7 @@ std::uint32_t SettingsStore::getIntIn(TextView name, std::uint32_t fallback, Tex
 Text SettingsStore::getString(TextView name, TextView fallback) const { return getString({name, fallback, 0}); }
 
 Text SettingsStore::getString(const TextSetting& setting) const {
+    const std::scoped_lock guard(lock_);
     Text value;
     return backing_->readText({}, setting.name, value) && value.size() >= setting.minimumLength
                ? value
@@ -39,11 +42,13 @@ Text SettingsStore::getString(const TextSetting& setting) const {
 }
 
 Text SettingsStore::getStringIn(TextView name, TextView fallback, TextView key) const {
+    const std::scoped_lock guard(lock_);
     Text value;
     return backing_->readText(key, name, value) ? value : Text(fallback);
 }
 
 std::size_t SettingsStore::getBinary(TextView name, std::span<std::byte> buffer) const {
+    const std::scoped_lock guard(lock_);
     std::vector<std::byte> value;
     if (!backing_->readBinary({}, name, value)) return 0;
     const std::size_t count = std::min(buffer.size(), value.size());
@@ -52,15 +57,23 @@ std::size_t SettingsStore::getBinary(TextView name, std::span<std::byte> buffer)
 }
 
 bool SettingsStore::setInt(TextView name, std::uint32_t value, TextView key) {
+    const std::scoped_lock guard(lock_);
     return backing_->writeNumber(key, name, value);
 }
 
 bool SettingsStore::setString(TextView name, TextView value, TextView key) {
+    const std::scoped_lock guard(lock_);
     return backing_->writeText(key, name, value);
 }
 
 bool SettingsStore::setBinary(TextView name, std::span<const std::byte> bytes, TextView key) {
+    const std::scoped_lock guard(lock_);
     return backing_->writeBinary(key, name, {bytes.begin(), bytes.end()});
+}
+
+std::optional<SettingsFault> SettingsStore::fault() const {
+    const std::scoped_lock guard(lock_);
+    return backing_->fault();
 }
 
 bool SettingsStore::setShellIntegration(std::uint32_t bits) {

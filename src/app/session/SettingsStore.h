@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <span>
 #include <utility>
@@ -26,7 +27,7 @@ struct TextSetting {
 };
 
 /// Named values that outlive the process. Every read goes to the store. Reads never fail: missing, mistyped and
-/// out-of-range values give the default. Writes tell whether they were kept.
+/// out-of-range values give the default. Writes tell whether they were kept. Safe to use from several threads.
 class SettingsStore {
 public:
     explicit SettingsStore(std::unique_ptr<SettingsBacking> backing) : backing_(std::move(backing)) {}
@@ -49,9 +50,10 @@ public:
     bool setShellIntegration(std::uint32_t bits);
 
     /// What keeps the store from being read, or kept the last write from it; nothing when all is well.
-    std::optional<SettingsFault> fault() const { return backing_->fault(); }
+    std::optional<SettingsFault> fault() const;
 
 private:
+    mutable std::mutex lock_;
     std::unique_ptr<SettingsBacking> backing_;
 };
 

@@ -431,6 +431,7 @@ enum class TextId : std::uint16_t {
     CueNeedsDecoding,
     CueFileShort,
     CopyOf,
+    LogOfDrive,
     InfoDevice,
     InfoMedium,
     InfoState,
