@@ -17,8 +17,10 @@ namespace {
 
 constexpr std::uint32_t kPregap = kPregapFrames;
 
-bool Fail(DiscBurn& burn, TextId text) {
-    ReportError(burn.task, Text(burn.task.session.texts()[text]));
+/// What is ahead of the first block was not written.
+bool FailAhead(DiscBurn& burn) {
+    if (!burn.task.flags.cancel) return FailAtDrive(burn, BurnPlace::LeadIn);
+    TellNote(burn.task, TextId::BurnCanceled);
     return false;
 }
 
@@ -105,8 +107,7 @@ bool SetMode(DiscBurn& burn, const CdSession& session) {
                          .hasRawBlocks = session.tracks.front().sectorSize != 2048};
     burn.setsParameters = true;
     if (SelectWriteParameters(burn.drive, mode)) return true;
-    ReportDriveFailure(burn, BurnPlace::WriteParameters);
-    return false;
+    return FailAtDrive(burn, BurnPlace::WriteParameters);
 }
 
 bool SendSheet(DiscBurn& burn, const CdSession& session) {
@@ -132,8 +133,7 @@ bool Announce(DiscBurn& burn, CdSession& session, std::vector<CdTextPack>& packs
         session.hasCdText = false;
         if (SendSheet(burn, session)) return true;
     }
-    ReportDriveFailure(burn, BurnPlace::CueSheet);
-    return false;
+    return FailAtDrive(burn, BurnPlace::CueSheet);
 }
 
 /// A drive that does not let the lead-in be written goes on without CD-Text, which its cue sheet has to say: one that
@@ -152,20 +152,17 @@ bool WriteLeadIn(DiscBurn& burn, CdSession& session, std::span<const CdTextPack>
     const auto sectors = static_cast<std::uint32_t>(-static_cast<std::int32_t>(kPregap) - begin);
     std::vector<std::byte> chunk;
     for (std::uint32_t done = 0; done < sectors;) {
-        if (burn.task.flags.cancel) {
-            TellNote(burn.task, TextId::BurnCanceled);
-            return false;
-        }
+        if (burn.task.flags.cancel) return FailAhead(burn);
         const std::uint32_t count = std::min(kChunk, sectors - done);
         chunk.clear();
         for (std::uint32_t index = 0; index < count; ++index)
             std::ranges::transform(CdTextSector(packs, done + index), std::back_inserter(chunk),
                                    [](std::uint8_t symbol) { return std::byte{symbol}; });
-        if (!WriteBlocks(burn.drive, Lba{begin + static_cast<std::int32_t>(done)}, chunk, kCdTextSectorBytes)) {
+        if (!WriteBlocks(burn.drive, Lba{begin + static_cast<std::int32_t>(done)}, chunk, kCdTextSectorBytes,
+                         burn.untilCancelled())) {
             if (IsOneOf(GetLastSense(burn.drive), kSheetRefusals)) return GoOnWithoutLeadIn(burn, session);
             burn.isAhead = true;
-            ReportDriveFailure(burn, BurnPlace::LeadIn);
-            return false;
+            return FailAhead(burn);
         }
         burn.isAhead = true;
         done += count;
@@ -181,9 +178,8 @@ bool WritePregap(DiscBurn& burn, const CdTrack& track) {
         const std::int32_t first = static_cast<std::int32_t>(done) - static_cast<std::int32_t>(kPregap);
         MakeEmptySectors(chunk, first, track.wholeMode());
         burn.isAhead = true;
-        if (WriteBlocks(burn.drive, Lba{first}, chunk, track.sectorSize)) continue;
-        ReportDriveFailure(burn, BurnPlace::LeadIn);
-        return false;
+        if (!WriteBlocks(burn.drive, Lba{first}, chunk, track.sectorSize, burn.untilCancelled()))
+            return FailAhead(burn);
     }
     return true;
 }

@@ -36,8 +36,9 @@ public:
     WriteProgress(DiscBurn& burn, std::uint64_t totalBytes) : task_(burn.task) {
         const Texts& texts = task_.session.texts();
         task_.session.printLine(TextId::StartWriting);
-        task_.session.beginStep(texts[burn.options.simulates ? TextId::SimulatingWriting : TextId::WritingMedia],
-                                totalBytes);
+        TextView title = texts[burn.options.simulates ? TextId::SimulatingWriting : TextId::WritingMedia];
+        while (title.ends_with(u'.')) title.remove_suffix(1);  // a step has dots of its own
+        task_.session.beginStep(title, totalBytes);
     }
     void advance(std::uint64_t bytes) {
         task_.session.addProgress(bytes);
@@ -77,7 +78,9 @@ WriteEnd WriteSectors(DiscBurn& burn, const SectorSource& source, BurnBuffer& bu
                              burn.fillMode);
             sectors = scratch;
         }
-        if (!WriteBlocks(burn.drive, Lba{first}, sectors, source.sectorSize)) return WriteEnd::DriveFailed;
+        burn.hasTried = true;
+        if (!WriteBlocks(burn.drive, Lba{first}, sectors, source.sectorSize, burn.untilCancelled()))
+            return burn.task.flags.cancel ? WriteEnd::Cancelled : WriteEnd::DriveFailed;
         buffer.consume(count);
         done += count;
         burn.written += burn.chunk();
@@ -159,13 +162,15 @@ Status BurnImage(Task& task, const BurnRequest& request) {
     // A source that cannot be read shows itself before the disc is touched.
     auto buffer = CreateBurnBuffer(task, request.source);
     bool isDone = false;
-    if (buffer != nullptr) {
+    if (buffer != nullptr && !task.flags.cancel) {
         TellNote(task, TextId::PreparingMedia);
         SetSpeed(burn);
         isDone = burn.kind() == BurnKind::Cd ? PrepareCd(burn, cd) : PrepareMedia(burn);
         isDone = isDone && WriteDisc(burn, request.source, *buffer);
         if (!isDone) AbandonDisc(burn);
         RestoreDrive(burn);
+    } else if (task.flags.cancel) {
+        TellNote(task, TextId::BurnCanceled);
     }
     buffer.reset();  // verification reads the source through one of its own
     TellOutcome(burn, isDone);

@@ -6,44 +6,34 @@
 #include "burn/BurnImage.h"
 #include "burn/Erase.h"
 #include "optical/DiscSummary.h"
+#include "optical/DiscTracks.h"
 #include "optical/SendCommand.h"
 
 namespace tovlark {
 
 namespace {
 
-bool Fail(DiscBurn& burn, TextId text, std::initializer_list<FormatArgument> arguments = {}) {
-    ReportError(burn.task, burn.task.session.texts().format(text, arguments));
-    return false;
-}
-
-/// What a disc holds, as far as writing from its first block goes.
-enum class DiscFill : std::uint8_t { Blank, Appendable, Full, Unknown };
-
 /// A disc that can be written anywhere holds something when its first blocks do.
-DiscFill FillOfOverwritable(Drive drive) {
+DiscStatus StatusOfOverwritable(Drive drive) {
     constexpr std::uint16_t kLooked = 32;
     std::vector<std::byte> buffer(kLooked * std::size_t{kSectorSize});
     ReplyView reply;
-    if (!ReceiveData(drive, Read10(Lba{0}, kLooked), buffer, reply)) return DiscFill::Blank;  // never written
-    return std::ranges::all_of(reply.bytes(), [](std::byte byte) { return byte == std::byte{0}; }) ? DiscFill::Blank
-                                                                                                   : DiscFill::Full;
+    if (!ReceiveData(drive, Read10(Lba{0}, kLooked), buffer, reply)) return DiscStatus::Blank;  // never written
+    const bool isEmpty = std::ranges::all_of(reply.bytes(), [](std::byte byte) { return byte == std::byte{0}; });
+    return isEmpty ? DiscStatus::Blank : DiscStatus::Complete;
 }
 
-/// What the disc holds. On one that takes more, the burn goes to the track that is written next.
-DiscFill FillOf(DiscBurn& burn) {
+/// How full the disc is, as far as writing from its first block goes; nothing when the drive does not tell. On a disc
+/// that takes more, the burn goes to the track that is written next.
+std::optional<DiscStatus> StatusOf(DiscBurn& burn) {
     const BurnKind kind = burn.kind();
     if (kind == BurnKind::DvdRam || kind == BurnKind::DvdPlusRw || kind == BurnKind::BdRe ||
         burn.type == MediaType::DvdRwRestricted)
-        return FillOfOverwritable(burn.drive);
-    std::array<std::byte, 34> buffer;
-    ReplyView reply;
-    if (!ReceiveData(burn.drive, ReadDiscInformation(buffer.size()), buffer, reply) || !reply.has(3))
-        return DiscFill::Unknown;
-    constexpr DiscFill kByStatus[] = {DiscFill::Blank, DiscFill::Appendable, DiscFill::Full, DiscFill::Unknown};
-    const DiscFill fill = kByStatus[reply.u8(2) & 3];  // MMC-6 6.21.3.1.2
-    if (fill == DiscFill::Appendable) burn.track = static_cast<std::uint16_t>(reply.u8(6) | reply.u8(11) << 8);
-    return fill;
+        return StatusOfOverwritable(burn.drive);
+    const auto disc = QueryDisc(burn.drive);
+    if (!disc || disc->status == DiscStatus::Random) return std::nullopt;
+    if (disc->status == DiscStatus::Appendable) burn.track = static_cast<std::uint16_t>(disc->lastTrack);
+    return disc->status;
 }
 
 /// True when the drive can write such a disc with the laser off.
@@ -76,21 +66,24 @@ bool ErasesDisc(DiscBurn& burn) {
     if (burn.task.session.prompt(kErase) != Answer::Yes) return Fail(burn, TextId::BurnCanceled);
     if (EraseDisc(burn.task, {.drive = burn.drive}) != Status::Ok) return false;
     burn.type = DetectMediaType(burn.drive);
+    burn.track = 1;
     return true;
 }
 
 bool IsEmpty(DiscBurn& burn) {
-    const DiscFill fill = FillOf(burn);
-    if (fill == DiscFill::Unknown) return Fail(burn, TextId::BlankCheckFailed);
-    if (fill == DiscFill::Blank) return true;
+    const auto status = StatusOf(burn);
+    if (!status) return Fail(burn, TextId::BlankCheckFailed);
+    if (status == DiscStatus::Blank) return true;
     // What can be erased is not appended to: an image that is laid out for the start of a disc belongs there.
     if (EraseKindOf(burn.type)) return ErasesDisc(burn);
-    return fill == DiscFill::Appendable || Fail(burn, TextId::InsertBlankDisc);
+    return status == DiscStatus::Appendable || Fail(burn, TextId::InsertBlankDisc);
 }
 
 }  // namespace
 
 bool CheckDisc(DiscBurn& burn, bool needsCd) {
+    constexpr std::uint32_t kReadyPolls = 30;  // a disc that was just put in is there only after a while
+    static_cast<void>(WaitUntilReady(burn.drive, kReadyPolls, burn.untilCancelled()));
     DriveEntry entry;
     ReadDiscSummary(burn.task.session.texts(), entry, burn.drive, SummaryParts::Everything);
     burn.type = entry.mediaType;

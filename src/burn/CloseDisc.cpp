@@ -1,9 +1,9 @@
 #include <algorithm>
-#include <array>
 #include <iterator>
 
 #include "burn/DiscBurn.h"
 #include "burn/WriteParameters.h"
+#include "optical/DiscTracks.h"
 #include "optical/SendCommand.h"
 
 namespace tovlark {
@@ -41,58 +41,57 @@ bool SendClose(DiscBurn& burn, std::uint8_t function, std::uint32_t polls) {
 
 /// A DVD+RW formats itself on in the background until it is told to stop.
 void StopBackgroundFormat(DiscBurn& burn) {
-    constexpr unsigned kRunning = 2;  // byte 7, MMC-6 6.21.3.1.10
-    std::array<std::byte, 34> buffer;
-    ReplyView reply;
-    if (!ReceiveData(burn.drive, ReadDiscInformation(buffer.size()), buffer, reply) || !reply.has(8) ||
-        (reply.u8(7) & 3) != kRunning)
-        return;
+    const auto disc = QueryDisc(burn.drive);
+    if (!disc || !disc->isFormatting) return;
     TellNote(burn.task, TextId::StoppingFormatting);
     if (SendClose(burn, kSession, kStopFormatPolls)) TellNote(burn.task, TextId::FormattingStopped);
 }
 
+/// Whether the medium may have changed. A first write that failed leaves a disc blank if no block was taken.
+bool IsTouched(DiscBurn& burn) {
+    if (burn.written > 0 || burn.isAhead || !burn.hasTried) return burn.written > 0 || burn.isAhead;
+    const auto disc = QueryDisc(burn.drive);
+    return !disc || disc->status != DiscStatus::Blank;
+}
+
 }  // namespace
 
-void ReportDriveFailure(DiscBurn& burn, BurnPlace place) {
-    const Texts& texts = burn.task.session.texts();
-    ReportError(burn.task, texts.format(TextId::DriveErrorSentence,
-                                        {texts[TextId::BurningFailed], static_cast<std::int32_t>(place),
-                                         GetLastDriveError(burn.drive)}));
+bool Fail(DiscBurn& burn, TextId text, std::initializer_list<FormatArgument> arguments) {
+    ReportError(burn.task, burn.task.session.texts().format(text, arguments));
+    return false;
+}
+
+bool FailAtDrive(DiscBurn& burn, BurnPlace place) {
+    return Fail(burn, TextId::DriveErrorSentence,
+                {burn.task.session.texts()[TextId::BurningFailed], static_cast<std::int32_t>(place),
+                 GetLastDriveError(burn.drive)});
 }
 
 bool SynchronizeDisc(DiscBurn& burn) {
     TellNote(burn.task, TextId::SynchronizingCache);
     if (SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) && WaitUntilReady(burn.drive, kSynchronizePolls))
         return true;
-    ReportError(burn.task, Text(burn.task.session.texts()[TextId::SynchronizingFailed]));
-    return false;
+    return Fail(burn, TextId::SynchronizingFailed);
 }
 
 bool CloseDisc(DiscBurn& burn) {
     const bool finalises = burn.options.finalises;
     const std::uint32_t polls = CloseBudget(burn.type, burn.written);
     TellNote(burn.task, finalises ? TextId::FinalizingMedia : TextId::ClosingSession);
-    if (!SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) || !WaitUntilReady(burn.drive, polls)) {
-        ReportDriveFailure(burn, BurnPlace::Synchronize);
-        return false;
-    }
+    if (!SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) || !WaitUntilReady(burn.drive, polls))
+        return FailAtDrive(burn, BurnPlace::Synchronize);
     const auto row = std::ranges::find(kCloses, burn.kind(), &CloseRow::kind);
     if (row == std::end(kCloses) || burn.isAtOnce()) return true;  // a disc at once is closed by the drive
-    if (row->track != 0 && !SendClose(burn, row->track, polls)) {
-        ReportDriveFailure(burn, BurnPlace::CloseTrack);
-        return false;
-    }
+    if (row->track != 0 && !SendClose(burn, row->track, polls)) return FailAtDrive(burn, BurnPlace::CloseTrack);
     const std::uint8_t session = finalises ? row->finalSession : row->session;
     const bool isClosed =
         session != 0 ? SendClose(burn, session, polls) : !row->waitsOnce || WaitUntilReady(burn.drive, polls);
-    if (isClosed || row->toleratesFailure) return true;
-    ReportDriveFailure(burn, BurnPlace::CloseSession);
-    return false;
+    return isClosed || row->toleratesFailure || FailAtDrive(burn, BurnPlace::CloseSession);
 }
 
 void AbandonDisc(DiscBurn& burn) {
     if (burn.kind() == BurnKind::DvdPlusRw) StopBackgroundFormat(burn);
-    const bool isTouched = burn.written > 0 || burn.isAhead;
+    const bool isTouched = IsTouched(burn);
     if (!isTouched && !burn.hasSheet && !(burn.options.simulates && burn.setsParameters)) return;
     const std::uint32_t polls = CloseBudget(burn.type, burn.written);
     const auto row = std::ranges::find(kCloses, burn.kind(), &CloseRow::kind);

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 
 #include "app/session/Task.h"
 #include "base/Msf.h"
 #include "optical/Drive.h"
 #include "optical/MediaType.h"
+#include "optical/SendCommand.h"
 
 namespace tovlark {
 
@@ -49,6 +51,7 @@ struct DiscBurn {
     bool setsParameters = false;  // the write parameters page was set for this burn
     bool hasSheet = false;        // a CD's cue sheet was sent, or may have been
     bool isAhead = false;         // a CD was written to before block 0
+    bool hasTried = false;        // a block was sent, whether it was taken or not
 
     BurnKind kind() const { return BurnKindOf(type); }
     /// Disc-at-once: the drive closes the disc itself.
@@ -57,6 +60,10 @@ struct DiscBurn {
     }
     /// Blocks that each write has: an ECC block of a DVD, a cluster of a BD.
     std::uint32_t chunk() const { return IsBd(type) ? 32 : 16; }
+    /// Lets a wait for the drive end when the task is cancelled.
+    WaitWatcher untilCancelled() {
+        return {this, [](void* self) { return !static_cast<DiscBurn*>(self)->task.flags.cancel; }};
+    }
 };
 
 /// Steps of a burn, as messages count them.
@@ -71,8 +78,10 @@ enum class BurnPlace : std::uint8_t {
     LeadIn = 8
 };
 
+/// Reports the sentence. Always false, so that a check ends with it.
+bool Fail(DiscBurn& burn, TextId text, std::initializer_list<FormatArgument> arguments = {});
 /// "Burning failed (4, 3a5b1c5b).": the step and the drive's last error.
-void ReportDriveFailure(DiscBurn& burn, BurnPlace place);
+bool FailAtDrive(DiscBurn& burn, BurnPlace place);
 
 /// Checks that the medium takes so many blocks and makes it ready for the first one. False after a message.
 [[nodiscard]] bool PrepareMedia(DiscBurn& burn);

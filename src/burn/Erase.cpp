@@ -309,11 +309,11 @@ Status EraseDisc(Task& task, const EraseRequest& request) {
     const auto kind = EraseKindOf(type);
     if (!kind) return Refuse(task, type);
     if (task.flags.cancel) return Status::Failed;
-    EraseTimes times = EraseTimes::load(task.settings);
-    Eraser eraser(task, request, type, times.estimate(*kind, request.method));
+    Eraser eraser(task, request, type, EraseTimes::load(task.settings).estimate(*kind, request.method));
     const Outcome outcome = eraser.run(*kind);
     if (outcome == Outcome::Cancelled) TellError(task, TextId::BurnCanceled);
     if (outcome != Outcome::Done) return Status::Failed;
+    EraseTimes times = EraseTimes::load(task.settings);  // drives beside this one may have learned meanwhile
     times.store(*kind, request.method, eraser.elapsedSeconds());
     if (!times.save(task.settings)) {
         const auto fault = task.settings.fault();

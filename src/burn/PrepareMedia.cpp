@@ -6,6 +6,7 @@
 #include "burn/WriteParameters.h"
 #include "optical/Commands.h"
 #include "optical/DiscSummary.h"
+#include "optical/DiscTracks.h"
 #include "optical/SendCommand.h"
 
 namespace tovlark {
@@ -46,11 +47,6 @@ constexpr KindRow kKinds[] = {{MediaType::CdR, BurnKind::Cd},
                               {MediaType::BdReTriple, BurnKind::BdRe},
                               {MediaType::BdReQuad, BurnKind::BdRe}};
 
-bool Fail(DiscBurn& burn, TextId text) {
-    ReportError(burn.task, Text(burn.task.session.texts()[text]));
-    return false;
-}
-
 bool FailShort(DiscBurn& burn, std::uint32_t available) {
     ReportError(burn.task, ReportShortage(burn.task.session.texts(), burn.blocks, available));
     return false;
@@ -73,8 +69,12 @@ void Reserve(DiscBurn& burn) {
 }
 
 bool Format(DiscBurn& burn, const FormatRequest& request, std::uint32_t polls) {
-    if (StartFormat(burn.drive, request) && WaitUntilReady(burn.drive, polls)) return true;
-    return Fail(burn, TextId::ErrorFormatting);
+    if (!StartFormat(burn.drive, request)) return Fail(burn, TextId::ErrorFormatting);
+    burn.hasTried = true;
+    if (WaitUntilReady(burn.drive, polls, burn.untilCancelled())) return true;
+    if (!burn.task.flags.cancel) return Fail(burn, TextId::ErrorFormatting);
+    TellNote(burn.task, TextId::BurnCanceled);
+    return false;
 }
 
 bool PrepareDvdR(DiscBurn& burn) {
@@ -82,10 +82,7 @@ bool PrepareDvdR(DiscBurn& burn) {
     const WriteMode mode{
         .atOnce = burn.isAtOnce(), .leavesOpen = !burn.options.finalises, .simulates = burn.options.simulates};
     burn.setsParameters = true;
-    if (!SelectWriteParameters(burn.drive, mode)) {
-        ReportDriveFailure(burn, BurnPlace::WriteParameters);
-        return false;
-    }
+    if (!SelectWriteParameters(burn.drive, mode)) return FailAtDrive(burn, BurnPlace::WriteParameters);
     if (!burn.options.simulates && !SendPlain(burn.drive, SendOpcInformation()))
         LogWithout(burn, Opcode::SendOpcInformation);
     if (!SendTimestamp(burn.drive)) LogWithout(burn, Opcode::SendDiscStructure);
@@ -104,9 +101,10 @@ bool GrowBorder(DiscBurn& burn) {
     if (size >= burn.blocks) return true;
     const auto offer = FindFormat(burn.drive, FormatType::kGrowBorder);
     if (!offer) return Fail(burn, TextId::ErrorReadingCapacity);
-    const std::uint32_t missing = (burn.blocks - size) / 16 * 16;
+    const std::uint32_t missing = burn.blocks - size;
     if (offer->blocks < missing) return FailShort(burn, size + offer->blocks);
-    return Format(burn, {.format = {FormatType::kGrowBorder, missing, offer->parameter}}, kRewritableFormatPolls);
+    return Format(burn, {.format = {FormatType::kGrowBorder, missing / 16 * 16, offer->parameter}},
+                  kRewritableFormatPolls);
 }
 
 bool PrepareDvdRw(DiscBurn& burn) {
@@ -154,12 +152,9 @@ bool PrepareBdPseudo(DiscBurn& burn) {
 }
 
 bool PrepareBdRe(DiscBurn& burn) {
-    constexpr unsigned kUnformatted = 0;
-    std::array<std::byte, 34> buffer;
-    ReplyView reply;
-    if (!ReceiveData(burn.drive, ReadDiscInformation(buffer.size()), buffer, reply) || !reply.has(3))
-        return Fail(burn, TextId::ErrorReadingMedia);
-    if ((reply.u8(2) & 3) != kUnformatted) return true;
+    const auto disc = QueryDisc(burn.drive);
+    if (!disc) return Fail(burn, TextId::ErrorReadingMedia);
+    if (disc->status != DiscStatus::Blank) return true;  // it is formatted
     const auto found = FindBdReFormat(burn.drive);
     if (!found) return Fail(burn, TextId::ErrorReadingCapacity);
     if (found->format.blocks < burn.blocks) return FailShort(burn, found->format.blocks);

@@ -55,6 +55,7 @@ private:
 
     VerifyOutcome compareAll() {
         const SectorSource& source = request_.source;
+        if (request_.abortQuestion.isAnsweredYes(task_)) return VerifyOutcome::Cancelled;
         const auto buffer = CreateBurnBuffer(task_, source);
         if (buffer == nullptr) return task_.flags.cancel ? VerifyOutcome::Cancelled : VerifyOutcome::Failed;
         task_.session.beginStep(task_.session.texts()[TextId::VerifyingStep],

@@ -7,6 +7,7 @@
 namespace tovlark {
 namespace {
 
+constexpr unsigned kFormatRuns = 2;  // of byte 7 of the disc information, MMC-6 6.21.3.1.10
 constexpr std::uint32_t kMostTracks = 4096;  // a DVD-R has up to 2302
 
 /// A number whose two bytes stand apart.
@@ -19,9 +20,10 @@ std::uint32_t Joined(ReplyView reply, std::size_t low, std::size_t high) {
 std::optional<DiscInformation> QueryDisc(Drive drive) {
     std::array<std::byte, 34> buffer;
     ReplyView reply;
-    if (!ReceiveData(drive, ReadDiscInformation(buffer.size()), buffer, reply) || !reply.has(7)) return std::nullopt;
+    if (!ReceiveData(drive, ReadDiscInformation(buffer.size()), buffer, reply) || !reply.has(8)) return std::nullopt;
     return DiscInformation{.status = static_cast<DiscStatus>(reply.u8(2) & 3),
                            .isErasable = reply.bit(2, 4),
+                           .isFormatting = (reply.u8(7) & 3) == kFormatRuns,
                            .sessions = Joined(reply, 4, 9),
                            .firstTrack = reply.u8(3),
                            .lastTrack = Joined(reply, 6, 11)};

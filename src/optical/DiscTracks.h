@@ -16,6 +16,7 @@ enum class DiscStatus : std::uint8_t { Blank = 0, Appendable = 1, Complete = 2, 
 struct DiscInformation {
     DiscStatus status = DiscStatus::Blank;
     bool isErasable = false;
+    bool isFormatting = false;  // in the background
     std::uint32_t sessions = 0, firstTrack = 0,
                   lastTrack = 0;  // an appendable disc's last ones are those to be written
 };

@@ -69,9 +69,10 @@ private:
     std::uint32_t transientTries_ = 0;
 };
 
-/// Writes whole blocks. A drive that works on is waited for without limit, one that fails in passing is asked 300
-/// times.
-[[nodiscard]] bool WriteBlocks(Drive drive, Lba first, std::span<const std::byte> data, std::uint32_t blockSize);
+/// Writes whole blocks. A drive that works on is waited for until the watcher, who is told before each further try,
+/// ends it; one that fails in passing is asked 300 times.
+[[nodiscard]] bool WriteBlocks(Drive drive, Lba first, std::span<const std::byte> data, std::uint32_t blockSize,
+                               const WaitWatcher& watcher = {});
 
 /// Sends a control that is no SCSI command; on failure `volumeError` of the drive's record tells why.
 [[nodiscard]] bool DeviceControl(Drive drive, VolumeControl control);

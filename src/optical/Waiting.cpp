@@ -82,11 +82,14 @@ bool WriteRetry::waits(Drive drive) {
     return true;
 }
 
-bool WriteBlocks(Drive drive, Lba first, std::span<const std::byte> data, std::uint32_t blockSize) {
+bool WriteBlocks(Drive drive, Lba first, std::span<const std::byte> data, std::uint32_t blockSize,
+                 const WaitWatcher& watcher) {
     const Cdb write = Write10(first, static_cast<std::uint16_t>(data.size() / blockSize));
     WriteRetry retry;
-    while (!SendData(drive, write, data))
+    while (!SendData(drive, write, data)) {
+        if (watcher.goesOn != nullptr && !watcher.goesOn(watcher.self)) return false;
         if (!retry.waits(drive)) return false;
+    }
     return true;
 }
 

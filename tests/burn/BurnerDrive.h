@@ -37,8 +37,18 @@ struct BurnerDrive {
         EXPECT_FALSE(AddImageFile(files, path.u16string(), 2048, 2048).failed());
     }
 
+    /// Afterwards there is no thread or file that was not there before.
     Status burn(const BurnOptions& options) {
-        return BurnImage(fake.task, {.drive = opened.get(), .source = files.source(), .options = options});
+        const auto threads = countOf("/proc/self/task"), left = countOf(loaded.folder.path());
+        const Status status =
+            BurnImage(fake.task, {.drive = opened.get(), .source = files.source(), .options = options});
+        EXPECT_EQ(countOf("/proc/self/task"), threads);
+        EXPECT_EQ(countOf(loaded.folder.path()), left);
+        return status;
+    }
+    static std::ptrdiff_t countOf(const std::filesystem::path& folder) {
+        std::error_code error;
+        return std::distance(std::filesystem::directory_iterator(folder, error), {});
     }
     bool logs(TextView words) const {
         for (const MessageLog::Line& line : fake.log.lines())
