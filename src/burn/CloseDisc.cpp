@@ -92,14 +92,18 @@ bool CloseDisc(DiscBurn& burn) {
 void AbandonDisc(DiscBurn& burn) {
     if (burn.kind() == BurnKind::DvdPlusRw) StopBackgroundFormat(burn);
     const bool isTouched = IsTouched(burn);
-    if (!isTouched && !burn.hasSheet && !(burn.options.simulates && burn.setsParameters)) return;
     const std::uint32_t polls = CloseBudget(burn.type, burn.written);
     const auto row = std::ranges::find(kCloses, burn.kind(), &CloseRow::kind);
-    const bool isWritten = SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) && WaitUntilReady(burn.drive, polls);
-    if (burn.options.simulates || !isTouched) return;  // the disc is what it was
-    const bool isClosed = isWritten && row != std::end(kCloses) && row->track != 0 &&
+    // Even where nothing is on the disc the drive may hold some of it, or a sheet.
+    const bool isHeld = isTouched || burn.hasTried || burn.hasSheet;
+    const bool isWritten =
+        isHeld && SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) && WaitUntilReady(burn.drive, polls);
+    if (burn.options.simulates) return;  // the disc is what it was
+    const bool isClosed = isTouched && isWritten && row != std::end(kCloses) && row->track != 0 &&
                           SendClose(burn, row->track, polls) && !burn.isAtOnce();
-    TellNote(burn.task, isClosed ? TextId::BurnLeftOpen : TextId::BurnLeftUnusable);
+    TellNote(burn.task, !isTouched ? TextId::BurnLeftUntouched
+                        : isClosed ? TextId::BurnLeftOpen
+                                   : TextId::BurnLeftUnusable);
 }
 
 void RestoreDrive(DiscBurn& burn) {

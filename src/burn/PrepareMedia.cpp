@@ -70,10 +70,10 @@ void Reserve(DiscBurn& burn) {
 
 bool Format(DiscBurn& burn, const FormatRequest& request, std::uint32_t polls) {
     if (!StartFormat(burn.drive, request)) return Fail(burn, TextId::ErrorFormatting);
-    burn.hasTried = true;
     if (WaitUntilReady(burn.drive, polls, burn.untilCancelled())) return true;
     if (!burn.task.flags.cancel) return Fail(burn, TextId::ErrorFormatting);
     TellNote(burn.task, TextId::BurnCanceled);
+    TellNote(burn.task, TextId::EraseGoesOn);
     return false;
 }
 

@@ -219,6 +219,7 @@ inline constexpr TextRow kDriveTextRows[] = {
     {TextId::CueFileShort, 1094, u"%s ends before track %u, which the CUE sheet puts into it."},
     {TextId::CopyOf, 1095, u"Copy %s of %s"},
     {TextId::LogOfDrive, 1096, u"[%s %c:]"},
+    {TextId::BurnLeftUntouched, 1097, u"Nothing was written to the disc."},
     {TextId::InfoDevice, 1100, u"Device"},
     {TextId::InfoMedium, 1101, u"Medium"},
     {TextId::InfoState, 1102, u"State"},

@@ -432,6 +432,7 @@ enum class TextId : std::uint16_t {
     CueFileShort,
     CopyOf,
     LogOfDrive,
+    BurnLeftUntouched,
     InfoDevice,
     InfoMedium,
     InfoState,
