@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <exception>
 #include <new>
 #include <system_error>
 #include <utility>
@@ -75,6 +76,8 @@ void BurnBuffer::produce() {
         hasDelivered = source_.make != nullptr ? makeSectors() : fillSectors(source_.sectorCount);
     } catch (const std::bad_alloc&) {
         fault_.text = TextId::BurnOutOfMemory;
+    } catch (const std::exception& failure) {
+        fault_.details = FromUtf8(failure.what());
     }
     const std::lock_guard guard(lock_);
     hasFinished_ = hasDelivered;

@@ -141,8 +141,10 @@ SystemError AddImageFile(FileSource& source, const Text& path, std::uint32_t fil
     if (const SystemError error = source.open(path, file); error.failed()) return error;
     FileInfo info;
     if (const SystemError error = file->examine(info); error.failed()) return error;
+    constexpr std::uint64_t kMostSectors = 0xFFFFFFE0;  // more than any medium has, in whole chunks
+    const std::uint64_t sectors = (info.sizeBytes + fileSectorSize - 1) / fileSectorSize;
     const bool takesPart = fileSectorSize == kRawSectorSize && sourceSectorSize == kSectorSize;
-    source.add({.sectorCount = static_cast<std::uint32_t>((info.sizeBytes + fileSectorSize - 1) / fileSectorSize),
+    source.add({.sectorCount = static_cast<std::uint32_t>(std::min(sectors, kMostSectors)),
                 .file = file,
                 .offset = takesPart ? DataOffsetIn(*file) : 0,
                 .end = info.sizeBytes,

@@ -56,13 +56,20 @@ TEST(Verify, TellsWhatDiffersAndEndsAsAnswered) {
 }
 
 TEST(Verify, CancellingIsAskedAbout) {
-    for (const bool aborts : {false, true}) {
+    static constexpr struct {
+        int opcode, turn;  // while it is read, or before
+        bool aborts;
+    } kCases[] = {{0x28, 10, false}, {0x28, 10, true}, {0x35, 1, false}, {0x35, 1, true}};
+    for (const auto& [opcode, turn, aborts] : kCases) {
         BurnerDrive burner(Medium::DvdPlusR);
         burner.fake.streams.input = aborts ? "OK\n" : "Cancel\n";
         burner.hasSent = [&](PassThrough& command) {
-            if (command.cdb[0] == std::byte{0x28} && burner.turns[0x28] == 10) burner.fake.flags.cancel = true;
+            const int sent = std::to_integer<int>(command.cdb[0]);
+            if (sent == opcode && burner.turns[static_cast<std::uint8_t>(sent)] == turn)
+                burner.fake.flags.cancel = true;
         };
         EXPECT_EQ(burner.burn({.finalises = true, .verifies = true}), aborts ? Status::Failed : Status::Ok);
+        EXPECT_TRUE(burner.says("Burning completed successfully."));
         EXPECT_TRUE(burner.says("Would you really like to abort the data verification process?"));
         EXPECT_TRUE(
             burner.says(aborts ? "Verifying media was canceled.\r\n" : "Verifying media completed successfully.\r\n"))
