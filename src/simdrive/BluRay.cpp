@@ -94,7 +94,7 @@ Refusal FormatBd(SimDrive& drive, const BdFormat& format) {
     fresh.eraseCycles = state.eraseCycles;
     ApplyBdFormat(fresh, blocks);
     if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
-    constexpr unsigned kFullCertification = 3;
+    constexpr unsigned kFullCertification = 2;  // 3: quick
     const bool isFull = format.type == 0x30 && format.subtype == kFullCertification;
     const std::uint64_t quick = TimesOf(drive.rules()).quickErase * kMillisecond;
     Occupy(drive, kFormatRunning, isFull ? CertifyTime(drive) : quick, format.immed);
