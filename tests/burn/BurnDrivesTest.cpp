@@ -13,7 +13,7 @@ struct ManyDrives {
 
     explicit ManyDrives(std::initializer_list<Medium> media) {
         for (const Medium medium : media) {
-            BurnerDrive& burner = *burners.emplace_back(std::make_unique<BurnerDrive>(medium));
+            BurnerDrive& burner = *burners.emplace_back(std::make_unique<BurnerDrive>(medium, 20000, 9000));
             burner.opened.get().record->letter = static_cast<char16_t>(u'E' + burners.size());
             FakeSession& own = burner.fake;
             tasks.push_back(
@@ -39,7 +39,7 @@ struct ManyDrives {
 TEST(BurnDrives, OneThatFailsDoesNotTroubleTheOthers) {
     ManyDrives many{Medium::CdRw, Medium::DvdPlusR, Medium::DvdRam, Medium::BdRe};
     many.burners[2]->refuses = [](std::uint8_t opcode, int turn) {
-        return opcode == 0x2A && turn == 20 ? 0x030C00u : 0u;
+        return opcode == 0x2A && turn == 300 ? 0x030C00u : 0u;
     };
     many.burn({.finalises = true, .verifies = true});
     for (std::size_t index = 0; index < many.drives.size(); ++index) {

@@ -1,8 +1,5 @@
 // What goes wrong while a disc is burned, and how the disc, the drive and people come out of it.
-#include <thread>
-
 #include "burn/BurnerDrive.h"
-#include "burn/Verify.h"
 
 namespace tovlark {
 namespace {
@@ -167,39 +164,6 @@ TEST(BurnFaults, ASourceThatShrinksEndsTheBurn) {
     EXPECT_TRUE(burner.says("Error reading image data.\r\n"));
     EXPECT_TRUE(burner.says("a.iso\r\nThe disc was left open")) << burner.fake.streams.output;
     EXPECT_FALSE(burner.says("Verifying"));
-}
-
-TEST(BurnFaults, OneOfFourDrivesFailsAndTheOthersGoOn) {
-    constexpr Medium kMedia[] = {Medium::CdR, Medium::DvdPlusR, Medium::DvdRwSequential, Medium::BdRe};
-    constexpr std::size_t kFailing = 1;
-    FakeSession shared;
-    AbortQuestion question;
-    std::vector<std::unique_ptr<BurnerDrive>> burners;
-    for (const Medium medium : kMedia) burners.push_back(std::make_unique<BurnerDrive>(medium, 20000, 9000));
-    burners[kFailing]->refuses = [](std::uint8_t opcode, int turn) {
-        return opcode == 0x2A && turn == 300 ? 0x030C00u : 0u;
-    };
-    Status ends[std::size(kMedia)] = {};
-    {
-        std::vector<std::jthread> threads;
-        for (std::size_t index = 0; index < std::size(kMedia); ++index)
-            threads.emplace_back([&, index] {
-                BurnerDrive& burner = *burners[index];
-                Task task{burner.fake.session, shared.settings, shared.log, burner.fake.clock, shared.flags};
-                ends[index] = BurnImage(task, {.drive = burner.opened.get(),
-                                               .source = burner.files.source(),
-                                               .options = {.finalises = true, .verifies = true},
-                                               .abortQuestion = &question});
-            });
-    }
-    for (std::size_t index = 0; index < std::size(kMedia); ++index) {
-        SCOPED_TRACE(index);
-        EXPECT_EQ(ends[index] == Status::Ok, index != kFailing) << burners[index]->fake.streams.output;
-        EXPECT_EQ(burners[index]->says("Verifying media completed successfully."), index != kFailing);
-        if (index != kFailing) burners[index]->expectImage();
-    }
-    EXPECT_TRUE(burners[kFailing]->says("Error writing data. (2-000012b0 "));
-    EXPECT_TRUE(shared.flags.error);
 }
 
 }  // namespace
