@@ -7,7 +7,7 @@
 namespace tovlark {
 namespace {
 
-constexpr unsigned kFormatRuns = 2;  // of byte 7 of the disc information, MMC-6 6.21.3.1.10
+constexpr unsigned kFormatRuns = 2;          // of byte 7 of the disc information, MMC-6 6.21.3.1.10
 constexpr std::uint32_t kMostTracks = 4096;  // a DVD-R has up to 2302
 
 /// A number whose two bytes stand apart.
