@@ -68,6 +68,21 @@ TEST(BurnMatrix, EachMediumIsPreparedWrittenAndClosedAsItsKindNeeds) {
     }
 }
 
+TEST(BurnMatrix, EveryCodeIsBurnedVerifiedAndReadWithEachOption) {
+    for (const MediumRules& rules : MediaRules()) {
+        const BurnKind kind = BurnKindOf(static_cast<MediaType>(rules.medium));
+        if (kind == BurnKind::None) continue;
+        for (const bool finalises : {false, true}) {
+            SCOPED_TRACE(ToUtf8(rules.name) + (finalises ? " final" : " open"));
+            BurnerDrive burner(rules.medium);
+            const bool isRefused = kind == BurnKind::BdRandom || (rules.medium == Medium::DvdRDl && !finalises);
+            const Status status = burner.burn({.finalises = finalises, .verifies = true});
+            EXPECT_EQ(status != Status::Ok, isRefused) << burner.fake.streams.output;
+            if (status == Status::Ok) burner.expectImage();
+        }
+    }
+}
+
 TEST(BurnChecks, ADiscThatHoldsSomethingIsTold) {
     BurnerDrive appendable(Medium::DvdPlusR, 60000);
     ASSERT_EQ(appendable.burn({}), Status::Ok);
