@@ -84,7 +84,7 @@ Refusal FormatBd(SimDrive& drive, const BdFormat& format) {
     const DiscState& state = drive.state();
     const bool isRewritable = IsRewritable(*state.rules);
     if (!isRewritable && (!state.isBlank() || state.formattedBlocks > 0)) return kCannotFormat;
-    const unsigned mode = format.type == 0x00 || format.subtype == 0 ? 1 : format.subtype == 1 ? 0 : 2;
+    const unsigned mode = format.subtype == 0 ? 1 : format.subtype == 1 ? 0 : 2;
     if (!isRewritable && format.subtype == 3) return kInvalidParameter;
     const std::uint32_t blocks = UserBlocks(state, format);
     if (blocks == 0) return kInvalidParameter;
@@ -94,8 +94,8 @@ Refusal FormatBd(SimDrive& drive, const BdFormat& format) {
     fresh.eraseCycles = state.eraseCycles;
     ApplyBdFormat(fresh, blocks);
     if (const Refusal refusal = StartOver(drive, std::move(fresh))) return refusal;
-    constexpr unsigned kFullCertification = 2;  // 3: quick
-    const bool isFull = format.type == 0x30 && format.subtype == kFullCertification;
+    constexpr unsigned kFullCertification = 2;
+    const bool isFull = isRewritable && format.type != 0x00 && format.subtype == kFullCertification;
     const std::uint64_t quick = TimesOf(drive.rules()).quickErase * kMillisecond;
     Occupy(drive, kFormatRunning, isFull ? CertifyTime(drive) : quick, format.immed);
     return {};

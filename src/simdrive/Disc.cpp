@@ -260,14 +260,15 @@ SystemError Disc::create(const Text& path, const MediumRules& rules, std::uint32
     return disc.save();
 }
 
-DiscFault Disc::open(const Text& path, SystemError& systemError) {
+DiscFault Disc::open(const Text& path, SystemError& systemError, const MediumRules* pressed) {
     StoredHead head;
     InputFile probe;
     std::size_t readCount = 0;
     systemError = probe.open(path);
     if (!systemError.failed()) systemError = probe.readAt(0, std::as_writable_bytes(std::span(&head, 1)), readCount);
     if (systemError.failed()) return DiscFault::System;
-    if (readCount != sizeof head || head.magic != kMagic) return openImage(path, systemError);
+    if (readCount != sizeof head || head.magic != kMagic) return openImage(path, systemError, pressed);
+    if (pressed != nullptr) return DiscFault::NotADisc;
     if (head.version != kVersion) return head.version > kVersion ? DiscFault::TooNew : DiscFault::Damaged;
     probe = InputFile();
     systemError = file_.open(path, LockedFile::Mode::Existing);

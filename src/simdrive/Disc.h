@@ -82,8 +82,9 @@ public:
     /// Makes the file of a new disc.
     static SystemError create(const Text& path, const MediumRules& rules, std::uint32_t blocks);
 
-    /// A disc file is locked while it is open; `systemError` tells more of the fault `System`.
-    DiscFault open(const Text& path, SystemError& systemError);
+    /// A disc file is locked while it is open; `systemError` tells more of the fault `System`. An image is of the kind
+    /// `pressed`; null: of that which its size fits.
+    DiscFault open(const Text& path, SystemError& systemError, const MediumRules* pressed = nullptr);
     /// Keeps what was changed over any end of the process.
     SystemError save();
 
@@ -105,7 +106,7 @@ private:
         bool isSwapped;
     };
 
-    DiscFault openImage(const Text& path, SystemError& systemError);
+    DiscFault openImage(const Text& path, SystemError& systemError, const MediumRules* pressed);
     DiscFault openSheet(const Text& path, SystemError& systemError);
 
     LockedFile file_;

@@ -53,9 +53,9 @@ void PutCode(const Text& text, std::array<char, Size>& code) {
 
 }  // namespace
 
-DiscFault Disc::openImage(const Text& path, SystemError& systemError) {
+DiscFault Disc::openImage(const Text& path, SystemError& systemError, const MediumRules* pressed) {
     if (path.size() >= 4 && EqualsIgnoringCase(TextView(path).substr(path.size() - 4), u".cue"))
-        return openSheet(path, systemError);
+        return pressed == nullptr || pressed->isCd() ? openSheet(path, systemError) : DiscFault::NotADisc;
     Source source{{}, 0, false};
     FileInfo info;
     systemError = source.file.open(path);
@@ -63,9 +63,12 @@ DiscFault Disc::openImage(const Text& path, SystemError& systemError) {
     if (systemError.failed()) return DiscFault::System;
     const std::uint64_t blocks = info.sizeBytes / kSectorSize;
     if (info.sizeBytes % kSectorSize != 0 || blocks == 0 || blocks > kMostBdBlocks) return DiscFault::NotADisc;
-    const MediumRules* rules = FindRules(blocks <= kMostCdBlocks    ? Medium::CdRom
-                                         : blocks <= kMostDvdBlocks ? Medium::DvdRom
-                                                                    : Medium::BdRom);
+    const Medium fitting = blocks <= kMostCdBlocks    ? Medium::CdRom
+                           : blocks <= kMostDvdBlocks ? Medium::DvdRom
+                                                      : Medium::BdRom;
+    const MediumRules* rules = pressed != nullptr ? pressed : FindRules(fitting);
+    if ((rules->isCd() && fitting != Medium::CdRom) || (rules->medium == Medium::DvdRom && fitting == Medium::BdRom))
+        return DiscFault::NotADisc;
     state = BlankDisc(*rules, static_cast<std::uint32_t>(blocks));
     state.closedSessions = 1;
     state.tracks.push_back(

@@ -199,9 +199,8 @@ Refusal Inquiry(SimDrive& drive, Request& request) {
     const std::uint32_t allocated = request.be(3, 2);
     if ((request.cdb[1] & 1) != 0 || request.cdb[2] != 0) return kInvalidField;
     Reply reply;
-    // A later version than none would oblige to more commands (SPC-4 6.4.2).
-    constexpr std::uint8_t kNoVersion = 0;
-    reply.put(1, 5).put(1, 0x80).put(1, kNoVersion).put(1, 2).put(1, 31).put(3, 0);
+    // No version: one of SPC would oblige to pages of vital product data and REPORT LUNS (SPC-4 6.4.2).
+    reply.put(1, 5).put(1, 0x80).put(1, 0).put(1, 2).put(1, 31).put(3, 0);
     const auto putText = [&](const std::string& text, std::size_t width) {
         for (std::size_t index = 0; index < width; ++index)
             reply.put(1, index < text.size() ? static_cast<std::uint8_t>(text[index]) : std::uint8_t{' '});

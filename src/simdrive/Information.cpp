@@ -9,7 +9,7 @@ namespace tovlark {
 
 namespace {
 
-constexpr Msf kAtipLeadIn{97, 15, 17};                     // start of the first lead-in: tells maker and dye
+constexpr Msf kAtipLeadIn{97, 58, 70};                     // start of the first lead-in: the code of no maker
 constexpr std::uint32_t kUnformatted = 1, kFormatted = 2;  // descriptor types of READ FORMAT CAPACITIES
 
 std::uint8_t LastSessionOf(const DiscState& state) {

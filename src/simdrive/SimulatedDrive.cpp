@@ -36,6 +36,7 @@ DriveDescription Parse(std::string_view bytes) {
     description.isRealTime = Is(find("Speed"), u"real");
     description.isTrayOpen = Is(find("Tray"), u"open");
     description.disc = FromUtf8(find("Disc").value_or(""));
+    description.pressed = FindRules(FromUtf8(find("Pressed").value_or("")));
     description.log = FromUtf8(find("Log").value_or(""));
     description.faults = ReadFaults(find);
     const std::string_view underruns = find("Underruns").value_or("");
@@ -50,6 +51,7 @@ SystemError Change(const LockedFile& file, std::string bytes, const DriveDescrip
         {"Model", description.model},
         {"Speed", description.isRealTime ? "real" : "fast"},
         {"Disc", ToUtf8(description.disc)},
+        {"Pressed", description.pressed == nullptr ? "" : ToUtf8(description.pressed->name)},
         {"Tray", description.isTrayOpen ? "open" : "closed"},
         {"Log", ToUtf8(description.log)},
         {"Underruns", description.underruns == 0 ? "" : std::to_string(description.underruns)},
@@ -144,10 +146,10 @@ Text Below(const Text& path, const Text& name) {
     return name.empty() || IsAbsolutePath(name) ? name : JoinPath(FolderOf(path), name);
 }
 
-DriveFileFault Insert(SimDrive& drive, const Text& path) {
+DriveFileFault Insert(SimDrive& drive, const Text& path, const MediumRules* pressed) {
     auto disc = std::make_unique<Disc>();
     SystemError error;
-    if (const DiscFault fault = disc->open(path, error); fault != DiscFault::None) return {path, error, fault};
+    if (const DiscFault fault = disc->open(path, error, pressed); fault != DiscFault::None) return {path, error, fault};
     LoadDisc(drive, std::move(disc));
     return {};
 }
@@ -193,7 +195,7 @@ DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevi
     opened->logPath = Below(path, opened->description.log);
     ResetModePages(drive);
     if (!opened->description.disc.empty()) {
-        const DriveFileFault fault = Insert(drive, Below(path, opened->description.disc));
+        const DriveFileFault fault = Insert(drive, Below(path, opened->description.disc), opened->description.pressed);
         if (fault.failed()) return fault;
     }
     if (!opened->description.seen || *opened->description.seen == SeenOf(*opened)) {
@@ -210,7 +212,7 @@ DriveFileFault OpenDiscAlone(const Text& path, const Clock& clock, DiscDevice& d
     auto opened = std::make_unique<OpenedSimulation>();
     opened->drive.clock = &clock;
     ResetModePages(opened->drive);
-    const DriveFileFault fault = Insert(opened->drive, path);
+    const DriveFileFault fault = Insert(opened->drive, path, nullptr);
     if (fault.failed()) return fault;
     opened->drive.attentions.clear();
     device = {opened.release(), Send, Control, Close};

@@ -15,6 +15,7 @@ struct DriveDescription {
     std::string model = "SIMULATED DRIVE";  // Model: of 16 characters
     bool isRealTime = false;                // Speed: "real", else "fast"
     Text disc;                              // Disc: a disc file or an image; relative to the description. "": none
+    const MediumRules* pressed = nullptr;   // Pressed: the kind of an image's disc. Null: as its size says
     bool isTrayOpen = false;                // Tray: "open"
     /// Seen: the disc and its state when a program last used the drive; another one then is a medium that may have
     /// changed. Nothing: the drive was never used.

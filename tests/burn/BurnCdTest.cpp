@@ -279,11 +279,11 @@ TEST(BurnCd, SimulatingAndBreakingOffLeaveTheDriveUsable) {
     } kCases[] = {
         {"simulated", kAudioSheet, true, 0, 0, 0, "mode cue write sync mode", false},
         {"simulated, cancelled in the lead-in", kAudioSheet, true, 0x2A, 5, kCancel, "mode cue write sync mode", false},
-        {"simulated, cancelled in the data", kAudioSheet, true, 0x2A, 400, kCancel, "mode cue write sync mode", false},
+        {"simulated, cancelled in the data", kAudioSheet, true, 0x2A, 340, kCancel, "mode cue write sync mode", false},
         {"cancelled before the lead-in", kAudioSheet, false, 0x5D, 1, kCancel, "mode cue sync", false},
         {"cancelled in the lead-in", kAudioSheet, false, 0x2A, 5, kCancel, "mode cue write sync", true},
         {"cancelled in the pre-gap", kPlainAudioSheet, false, 0x2A, 5, kCancel, "mode cue write sync", true},
-        {"cancelled in the data", kAudioSheet, false, 0x2A, 400, kCancel, "mode cue write sync", true},
+        {"cancelled in the data", kAudioSheet, false, 0x2A, 340, kCancel, "mode cue write sync", true},
         {"write error in the lead-in", kAudioSheet, false, 0x2A, 5, 0x030C00, "mode cue write sync", true},
         {"write error in the pre-gap", kPlainAudioSheet, false, 0x2A, 3, 0x030C00, "mode cue write sync", true},
         {"write error in the first block", kPlainAudioSheet, false, 0x2A, 11, 0x030C00, "mode cue write sync", true},

@@ -55,6 +55,29 @@ TEST(BluRay, ALargeImageIsAPressedDisc) {
     EXPECT_EQ(on.write(0, 32, 'x'), 0x053005u);
 }
 
+TEST(BluRay, SubTypesSayHowADiscIsFormatted) {
+    const struct {
+        int type, subtype;
+        Medium becomes;
+    } recordings[] = {{0x00, 0, Medium::BdRPseudo}, {0x00, 1, Medium::BdR},       {0x00, 2, Medium::BdRRandom},
+                      {0x32, 0, Medium::BdRPseudo}, {0x32, 2, Medium::BdRRandom}, {0x32, 1, Medium::BdR}};
+    for (const auto& one : recordings) {
+        LoadedDrive on(Medium::BdR, kBlocks);
+        ASSERT_EQ(on.format(0xFFFFFFFF, one.type, 0, one.subtype), kOk);
+        EXPECT_EQ(on.drive.rules().medium, one.becomes) << one.type << "." << one.subtype;
+    }
+    const auto time = [](int type, int subtype) {
+        LoadedDrive on(Medium::BdRe, kBlocks);
+        on.drive.isRealTime = true;
+        EXPECT_EQ(on.format(0xFFFFFFFF, type, 0, subtype), kOk);
+        const std::uint64_t begin = on.time.now;
+        while (on.send({0x00}) != kOk && on.time.now < begin + 10'000'000) on.time.now += 1000;
+        return on.time.now - begin;
+    };
+    for (const int type : {0x30, 0x31})
+        EXPECT_GT(time(type, 2), 3 * time(type, 1)) << "full certification reads the whole disc";
+}
+
 TEST(BluRay, CapacityFollowsTheSpareArea) {
     struct Case {
         const char* what;

@@ -143,11 +143,11 @@ TEST(CueSheet, ItsCodesIndexesAndTextAreReadBack) {
             data, DataDirection::Out);
     };
     const Bytes info = on.receive({0x51, 0, 0, 0, 0, 0, 0, 0, 34}, 34);
-    EXPECT_EQ(LoadedDrive::be(info, 16, 4), 0x00610F11u) << "lead-in at 97:15:17";
+    EXPECT_EQ(LoadedDrive::be(info, 16, 4), 0x00613A46u) << "lead-in at 97:58:70";
     EXPECT_EQ(on.write(static_cast<std::uint32_t>(-150), 1, 0, 2352), 0x052102u) << "the lead-in comes first";
-    ASSERT_EQ(writeText(-12508, 308), kOk);
-    EXPECT_EQ(writeText(-12508, 308), 0x052102u);
-    for (std::int32_t block = -12200; block < -150; block += 482) ASSERT_EQ(writeText(block, 482), kOk);
+    ASSERT_EQ(writeText(-9230, 404), kOk);
+    EXPECT_EQ(writeText(-9230, 404), 0x052102u);
+    for (std::int32_t block = -8826; block < -150; block += 482) ASSERT_EQ(writeText(block, 482), kOk);
     ASSERT_EQ(on.write(static_cast<std::uint32_t>(-150), 300, 'a', 2352), kOk);
     EXPECT_EQ(on.write(150, 300, 'b', 2352), 0x0B4B00u) << "2448 bytes each";
     ASSERT_EQ(on.write(150, 300, 'b', 2448), kOk);

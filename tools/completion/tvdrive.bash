@@ -36,7 +36,8 @@ _tvdrive()
         '') options=${!purposes[*]} ;;
         list) options='--json --help' ;;
         add) options='--model --speed --help' ;;
-        map | insert) options='--help' files=yes ;;
+        map) options='--help' files=yes ;;
+        insert) options='--media --help' files=yes ;;
         new) options='--media --blocks --yes --help' files=yes ;;
         info) options='--json --help' ;;
         fault) options='--read-error --slow --write-error --busy --after --transport-error --power-loss --refuse --clear --help' ;;

@@ -65,9 +65,10 @@ public:
         letter(verb("remove", TextId::TvdriveRemove, [](Tool& t) { return RemoveDrive(t.task, FromUtf8(t.letter)); }));
         addNew();
         CLI::App* insert = letter(verb("insert", TextId::TvdriveInsert, [](Tool& t) {
-            return InsertDisc(t.task, FromUtf8(t.letter), FromUtf8(t.path));
+            return InsertDisc(t.task, FromUtf8(t.letter), FromUtf8(t.path), FromUtf8(t.media));
         }));
         insert->add_option("FILE", tool_.path, Utf8(tool_, TextId::TvdriveFile))->required();
+        insert->add_option("--media", tool_.media, Utf8(tool_, TextId::TvdriveMedia));
         letter(verb("eject", TextId::TvdriveEject, [](Tool& t) { return EjectDisc(t.task, FromUtf8(t.letter)); }));
         json(letter(verb("info", TextId::TvdriveInfo,
                          [](Tool& t) { return ShowDrive(t.task, FromUtf8(t.letter), t.form()); })));

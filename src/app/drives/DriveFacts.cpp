@@ -147,6 +147,8 @@ Text FeatureTable(const Texts& texts, const DriveFacts& facts) {
 DriveFacts ReadDriveFacts(const Texts& texts, Drive drive) {
     DriveFacts facts;
     facts.identity = ReadDriveIdentity(drive);
+    // Takes the word that the medium may have changed, which would answer the first question about it.
+    static_cast<void>(SendPlain(drive, TestUnitReady()));
     ReadDiscSummary(texts, facts.entry, drive, SummaryParts::Everything);
     facts.disc = QueryDisc(drive);
     if (facts.disc) facts.tracks = QueryTracks(drive, *facts.disc);

@@ -49,10 +49,10 @@ Status TellDrive(Task& task, char16_t letter, TextView what) {
 }
 
 /// The names that `--media` takes, with commas between.
-Text MediaNames() {
+Text MediaNames(bool pressed) {
     Text names;
     for (const MediumRules& rules : MediaRules())
-        if (rules.access != Access::Pressed) names.append(names.empty() ? u"" : u", ").append(rules.name);
+        if ((rules.access == Access::Pressed) == pressed) names.append(names.empty() ? u"" : u", ").append(rules.name);
     return names;
 }
 
@@ -141,7 +141,7 @@ Status MakeDisc(Task& task, const NewDisc& disc) {
     const Texts& texts = task.session.texts();
     const MediumRules* rules = FindRules(disc.media);
     if (rules == nullptr || rules->access == Access::Pressed)
-        return Refuse(task, TextId::NoSuchMedium, {disc.media, MediaNames()});
+        return Refuse(task, TextId::NoSuchMedium, {disc.media, MediaNames(/*pressed*/ false)});
     const std::uint32_t blocks = disc.blocks.value_or(rules->blocks);
     if (blocks == 0 || blocks > rules->blocks)
         return Refuse(task, TextId::BlocksOutOfRange,
@@ -156,19 +156,23 @@ Status MakeDisc(Task& task, const NewDisc& disc) {
     return Status::Ok;
 }
 
-Status InsertDisc(Task& task, const Text& letterWord, const Text& path) {
+Status InsertDisc(Task& task, const Text& letterWord, const Text& path, const Text& media) {
     const auto drive = FindSimulated(task, letterWord);
     if (!drive) return Status::Failed;
     DriveDescription description = drive->description;
     if (!description.disc.empty())
         return Refuse(task, TextId::DriveHoldsDisc, {drive->letter, description.disc, drive->letter});
+    const MediumRules* pressed = FindRules(media);
+    if (!media.empty() && (pressed == nullptr || pressed->access != Access::Pressed))
+        return Refuse(task, TextId::NoSuchMedium, {media, MediaNames(/*pressed*/ true)});
     description.disc = FullPath(path);
+    description.pressed = pressed;
     description.isTrayOpen = false;
     description.underruns = 0;
     {
         Disc disc;
         DriveFileFault fault{description.disc, {}, {}};
-        fault.disc = disc.open(description.disc, fault.error);
+        fault.disc = disc.open(description.disc, fault.error, pressed);
         if (fault.failed()) {
             WriteErrorLine(DescribeFault(task.session.texts(), fault));
             return Status::Failed;
@@ -187,6 +191,7 @@ Status EjectDisc(Task& task, const Text& letterWord) {
         if (!drive) return Status::Failed;
         DriveDescription description = drive->description;
         description.disc.clear();
+        description.pressed = nullptr;
         description.isTrayOpen = true;
         if (!Describe(task, *drive, description)) return Status::Failed;
     } else {

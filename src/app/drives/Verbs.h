@@ -37,8 +37,9 @@ struct NewDisc {
 };
 /// Makes the file of a blank disc; asks before it replaces a file.
 Status MakeDisc(Task& task, const NewDisc& disc);
-/// Puts a disc file or an image into a simulated drive, whose tray is shut then.
-Status InsertDisc(Task& task, const Text& letter, const Text& path);
+/// Puts a disc file or an image into a simulated drive, whose tray is shut then. `media`: the kind of pressed disc that
+/// an image stands for, or empty.
+Status InsertDisc(Task& task, const Text& letter, const Text& path, const Text& media);
 /// Opens the tray; a simulated drive is empty afterwards.
 Status EjectDisc(Task& task, const Text& letter);
 

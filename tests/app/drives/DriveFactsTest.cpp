@@ -178,6 +178,19 @@ TEST(PressedMedia, AreToldRight) {
         on.load((on.folder / row.file).u16string());
         EXPECT_EQ(Told(on), row.told) << row.file;
     }
+    const auto insert = [&](const char* file, Medium medium) {
+        SystemError error;
+        auto disc = std::make_unique<Disc>();
+        const DiscFault fault = disc->open((on.folder / file).u16string(), error, FindRules(medium));
+        if (fault == DiscFault::None) LoadDisc(on.drive, std::move(disc));
+        return fault;
+    };
+    for (const Medium medium : {Medium::DvdRom, Medium::BdRom, Medium::HdDvdRom}) {
+        ASSERT_EQ(insert("cd.iso", medium), DiscFault::None);
+        EXPECT_THAT(Told(on), testing::HasSubstr(ToUtf8(FindRules(medium)->name) + " complete, 20 = 20 used"));
+    }
+    EXPECT_EQ(insert("dvd.iso", Medium::CdRom), DiscFault::NotADisc) << "too large";
+    EXPECT_EQ(insert("mixed.cue", Medium::BdRom), DiscFault::NotADisc);
     LoadDisc(on.drive, nullptr);
     EXPECT_EQ(Told(on), "0 No disc untold, 0 = 0 used + 0 free; none");
 }
