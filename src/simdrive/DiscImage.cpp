@@ -67,8 +67,10 @@ DiscFault Disc::openImage(const Text& path, SystemError& systemError, const Medi
                            : blocks <= kMostDvdBlocks ? Medium::DvdRom
                                                       : Medium::BdRom;
     const MediumRules* rules = pressed != nullptr ? pressed : FindRules(fitting);
-    if ((rules->isCd() && fitting != Medium::CdRom) || (rules->medium == Medium::DvdRom && fitting == Medium::BdRom))
-        return DiscFault::NotADisc;
+    const bool isTooLarge = (rules->isCd() && fitting != Medium::CdRom) ||
+                            (rules->medium == Medium::DvdRom && fitting == Medium::BdRom) ||
+                            (rules->medium == Medium::HdDvdRom && blocks > rules->blocks);
+    if (isTooLarge) return DiscFault::NotADisc;
     state = BlankDisc(*rules, static_cast<std::uint32_t>(blocks));
     state.closedSessions = 1;
     state.tracks.push_back(

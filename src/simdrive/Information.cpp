@@ -121,7 +121,8 @@ Refusal PutAtip(const DiscState& state, Reply& reply) {
 /// Disc status and last session's state of READ DISC INFORMATION (MMC-6 6.22.3.1).
 std::pair<std::uint8_t, std::uint8_t> StatusOf(const DiscState& state) {
     constexpr std::uint8_t kEmpty = 0, kIncomplete = 1, kComplete = 2, kOther = 3, kSessionComplete = 3;
-    if (state.rules->medium == Medium::DvdRam) return {kOther, kSessionComplete};
+    if (state.rules->medium == Medium::DvdRam || state.rules->medium == Medium::HdDvdRam)
+        return {kOther, kSessionComplete};
     if (state.isBlank()) return {kEmpty, kEmpty};
     if (state.rules->access == Access::Overwrite || state.isFinal) return {kComplete, kSessionComplete};
     if (state.rules->access == Access::Rigid)

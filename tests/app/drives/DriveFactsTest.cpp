@@ -158,6 +158,44 @@ INSTANTIATE_TEST_SUITE_P(
              [](LoadedDrive& on) { return on.close(2); },
              "19 DVD-RW complete, 2298496 = 0 used + 2298496 free; 1.1 0+64 data; 8310"}));
 
+// Those of Blu-ray and HD DVD go alike, whatever their size.
+TEST(BlueMedia, AreToldRightOnTheirWay) {
+    constexpr std::uint32_t kWritten = 32;
+    for (const MediumRules& rules : MediaRules()) {
+        if (rules.medium < Medium::BdR || rules.access == Access::Pressed) continue;
+        LoadedDrive on(rules.medium, rules.blocks);
+        std::uint32_t total = on.drive.state().capacity();
+        const auto expect = [&](const char* status, std::uint32_t used, const std::string& tracks) {
+            const TextView name = rules.name.substr(0, rules.name.find(u" ("));  // the recording mode is no part of it
+            const std::string head = std::to_string(static_cast<int>(rules.medium)) + " " + ToUtf8(name);
+            EXPECT_THAT(Told(on), testing::StartsWith(head + " " + status + ", " + std::to_string(total) + " = " +
+                                                      std::to_string(used) + " used + " + std::to_string(total - used) +
+                                                      " free; 1.1 0+" + tracks + "; "));
+        };
+        const std::string all = std::to_string(total), rest = std::to_string(total - kWritten);
+        // What is not known to be overwritable is taken as a track that is full.
+        const bool isCounted = rules.medium == Medium::BdRe || rules.medium == Medium::BdReDl;
+        if (rules.access == Access::Sequential) {
+            expect("blank", 0, all + " blank >0");
+            ASSERT_EQ(Session(0, 1, -1, 0)(on), kOk);
+            const bool takesMore = rules.medium != Medium::HdDvdR;
+            if (takesMore) {
+                expect("appendable", kWritten, "32 data, 2.2 32+" + rest + " blank >32");
+                ASSERT_EQ(on.close(6), kOk);
+            }
+            total = kWritten;
+            expect("complete", kWritten, "32 data");
+        } else if (rules.isRandomBdR()) {
+            expect("complete", total, all + " data");
+        } else {
+            const bool isRam = rules.medium == Medium::HdDvdRam;
+            expect(isRam ? "random" : "blank", isCounted ? 0 : total, all + " blank");
+            ASSERT_EQ(kFormatAndWrite(isRam ? 0x00 : 0x31, 2048)(on), kOk);
+            expect(isRam ? "random" : "complete", isCounted ? 0 : total, all + " data");
+        }
+    }
+}
+
 TEST(PressedMedia, AreToldRight) {
     LoadedDrive on(Medium::CdR);
     on.folder.write("cd.iso", std::string(20 * 2048, 'd'));
