@@ -16,7 +16,8 @@ struct IntakeSink {
     const std::optional<VolumeDescriptor>& primary;
 
     static std::uint32_t accept(void* self, std::uint32_t first, std::span<const std::byte> sectors) {
-        const auto& [intake, primary] = *static_cast<IntakeSink*>(self);
+        const SectorIntake& intake = static_cast<IntakeSink*>(self)->intake;
+        const std::optional<VolumeDescriptor>& primary = static_cast<IntakeSink*>(self)->primary;
         const auto count = static_cast<std::uint32_t>(sectors.size() / kSectorSize);
         const auto put = [&](std::span<const std::byte> bytes) { return intake.put(intake.self, bytes); };
         if (!primary || kPrimarySector < first || kPrimarySector >= first + count) return put(sectors) ? count : 0;
