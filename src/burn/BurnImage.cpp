@@ -46,7 +46,12 @@ public:
         const std::uint64_t percent = progress.done * 100 / progress.total;
         if (percent == lastPercent_) return;
         lastPercent_ = percent;
-        task_.log.append(task_.session.texts().format(TextId::LogBurnProgress, {static_cast<std::int64_t>(percent)}));
+        const Texts& texts = task_.session.texts();
+        task_.log.append(texts.format(TextId::LogBurnProgress, {static_cast<std::int64_t>(percent)}));
+        constexpr std::uint64_t kSpeedStep = 10;  // percent
+        const auto remaining = progress.remainingSeconds();
+        if (percent % kSpeedStep == 0 && remaining)
+            task_.log.append(texts.format(TextId::LogBurnSpeed, {progress.perSecond / 1000, *remaining}));
     }
     void finish() {
         task_.session.finishStep();

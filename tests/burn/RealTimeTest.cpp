@@ -1,4 +1,5 @@
 // A burn on a drive in real time whose source stalls in the middle.
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <gtest/gtest.h>
@@ -51,7 +52,8 @@ TEST(RealTime, AStalledSourceMakesAnUnderrunInTheLogAndARightDisc) {
     LoadedDrive loaded(Medium::DvdPlusR, 40'000);
     loaded.drive.clock = &source.clock;
     loaded.drive.isRealTime = true;
-    Task task{fake.session, fake.settings, fake.log, source.clock, fake.flags};
+    ConsoleSession session(fake.streams.streams(), fake.texts, source.clock, fake.flags);
+    Task task{session, fake.settings, fake.log, source.clock, fake.flags};
     const OpenedDrive opened{DriveRecord{
         .device = {&loaded.drive,
                    [](void* self, PassThrough& command) { return Execute(*static_cast<SimDrive*>(self), command); },
@@ -65,6 +67,9 @@ TEST(RealTime, AStalledSourceMakesAnUnderrunInTheLogAndARightDisc) {
     EXPECT_GE(source.emptyLines(), 5000u / 51);  // one for each attempt
     EXPECT_EQ(fake.streams.output.find("Buffer"), std::string::npos) << fake.streams.output;
     EXPECT_FALSE(fake.flags.error);
+    EXPECT_TRUE(std::ranges::any_of(fake.log.lines(), [](const MessageLog::Line& line) {
+        return line.text.find(u"KB/s, ") != Text::npos && line.text.ends_with(u" seconds remaining");
+    }));
     loaded.drive.isRealTime = false;
     for (std::uint32_t block = 0; block < kSectors; ++block) ASSERT_EQ(loaded.read(block), 'a' + block % 23);
 }

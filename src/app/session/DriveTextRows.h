@@ -220,6 +220,7 @@ inline constexpr TextRow kDriveTextRows[] = {
     {TextId::CopyOf, 1095, u"Copy %s of %s"},
     {TextId::LogOfDrive, 1096, u"[%s %c:]"},
     {TextId::BurnLeftUntouched, 1097, u"Nothing was written to the disc."},
+    {TextId::LogBurnSpeed, 1098, u"%u KB/s, %u seconds remaining"},
     {TextId::InfoDevice, 1100, u"Device"},
     {TextId::InfoMedium, 1101, u"Medium"},
     {TextId::InfoState, 1102, u"State"},

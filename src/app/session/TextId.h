@@ -433,6 +433,7 @@ enum class TextId : std::uint16_t {
     CopyOf,
     LogOfDrive,
     BurnLeftUntouched,
+    LogBurnSpeed,
     InfoDevice,
     InfoMedium,
     InfoState,
