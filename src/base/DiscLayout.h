@@ -36,6 +36,11 @@ struct DiscText {
     bool operator==(const DiscText&) const = default;
 };
 
+/// True for an ISRC without hyphens, 5 letters or digits and 7 digits (ISO 3901), and for a catalogue number, 13
+/// digits.
+bool IsIsrc(TextView text);
+bool IsCatalogNumber(TextView text);
+
 /// How the bytes of a data file are to be read.
 enum class DataFileKind : std::uint8_t {
     Binary,      // sectors one after the other; audio samples little-endian

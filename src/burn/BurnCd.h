@@ -1,8 +1,8 @@
 #pragma once
 
 #include "burn/CdCueSheet.h"
-#include "burn/CdText.h"
 #include "burn/DiscBurn.h"
+#include "image/CdText.h"
 
 namespace tovlark {
 

@@ -12,7 +12,7 @@ constexpr std::uint8_t kLeadOut = 0xAA;
 constexpr std::uint8_t kLeadInTrack = 0;
 constexpr std::uint32_t kMostFrames = 100 * 60 * kFramesPerSecond;  // behind 99:59:74
 constexpr std::size_t kMostIndexes = 99;
-constexpr std::size_t kEntryBytes = 8, kCatalogDigits = 13, kIsrcLetters = 12;
+constexpr std::size_t kEntryBytes = 8;
 
 // Data forms (MMC-6 6.29.3.6).
 constexpr std::uint8_t kAudioForm = 0x00, kMadeAudio = 0x01, kMadeByDrive = 0x04, kCdTextForm = 0x41;
@@ -92,10 +92,6 @@ bool AddTrack(Sheet& sheet, const CdTrack& track, std::uint8_t number) {
     return true;
 }
 
-bool IsDigit(char16_t unit) { return unit >= u'0' && unit <= u'9'; }
-
-bool IsCapital(char16_t unit) { return unit >= u'A' && unit <= u'Z'; }
-
 }  // namespace
 
 std::uint8_t ControlOf(const CdTrack& track) {
@@ -105,16 +101,6 @@ std::uint8_t ControlOf(const CdTrack& track) {
     return static_cast<std::uint8_t>((track.preEmphasis ? kPreEmphasis : 0) | copies |
                                      (track.fourChannels ? kFourChannels : 0));
 }
-
-bool IsIsrc(TextView text) {
-    constexpr std::size_t kCodes = 5;  // country and owner, then year and number
-    return text.size() == kIsrcLetters &&
-           std::ranges::all_of(text.substr(0, kCodes),
-                               [](char16_t unit) { return IsDigit(unit) || IsCapital(unit); }) &&
-           std::ranges::all_of(text.substr(kCodes), IsDigit);
-}
-
-bool IsCatalogNumber(TextView text) { return text.size() == kCatalogDigits && std::ranges::all_of(text, IsDigit); }
 
 std::optional<std::vector<std::uint8_t>> BuildCueSheet(const CdSession& session) {
     const std::vector<CdTrack>& tracks = session.tracks;

@@ -42,10 +42,6 @@ constexpr std::uint32_t kLeastTrackSectors = 4 * kFramesPerSecond;
 /// Control bits of the Q sub-channel, 4 bits (IEC 60908 17.5): what kind of track, what may be done with it.
 std::uint8_t ControlOf(const CdTrack& track);
 
-/// True for 5 letters or digits and 7 digits (ISO 3901), and for 13 digits.
-bool IsIsrc(TextView text);
-bool IsCatalogNumber(TextView text);
-
 /// The list of SEND CUE SHEET (MMC-6 6.29.3), 8 bytes an entry. Catalog numbers and ISRCs that are none are left out.
 /// Nothing for a session without tracks, with more than 99, with a track that is too short, an index that is not
 /// behind the one before and within its track, or an end beyond 99:59:74.

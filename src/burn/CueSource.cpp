@@ -23,8 +23,8 @@ public:
             if (auto problem = open(file)) return problem;
         for (std::size_t index = 0; index < layout_.tracks.size(); ++index)
             if (auto problem = addTrack(index)) return problem;
-        content_.session.catalog = content_.texts.catalog = layout_.catalog;
-        content_.texts.disc = layout_.text;
+        content_.session.catalog = layout_.catalog;
+        content_.texts = TextsOf(layout_);
         return std::nullopt;
     }
 
@@ -74,8 +74,6 @@ private:
         addSilence(track, track.silenceAfter);
         made.sectors = source_.sectorCount() - first;
         content_.session.tracks.push_back(std::move(made));
-        content_.texts.tracks.push_back(track.text);
-        content_.texts.isrcs.push_back(track.isrc);
         return std::nullopt;
     }
 

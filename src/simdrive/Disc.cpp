@@ -268,7 +268,7 @@ DiscFault Disc::open(const Text& path, SystemError& systemError, const MediumRul
     if (!systemError.failed()) systemError = probe.readAt(0, std::as_writable_bytes(std::span(&head, 1)), readCount);
     if (systemError.failed()) return DiscFault::System;
     if (readCount != sizeof head || head.magic != kMagic) return openImage(path, systemError, pressed);
-    if (pressed != nullptr) return DiscFault::NotADisc;
+    if (pressed != nullptr) return DiscFault::NotPressed;
     if (head.version != kVersion) return head.version > kVersion ? DiscFault::TooNew : DiscFault::Damaged;
     probe = InputFile();
     systemError = file_.open(path, LockedFile::Mode::Existing);

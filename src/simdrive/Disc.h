@@ -73,8 +73,8 @@ struct DiscState {
 /// A new disc of this kind.
 DiscState BlankDisc(const MediumRules& rules, std::uint32_t blocks);
 
-/// Why a file is no disc that can be inserted.
-enum class DiscFault : std::uint8_t { None, System, NotADisc, Damaged, TooNew };
+/// Why a file is no disc that can be inserted. `NotPressed`: it is one, but cannot be of the chosen kind.
+enum class DiscFault : std::uint8_t { None, System, NotADisc, NotPressed, Damaged, TooNew };
 
 /// A disc that lies in a file (docs/simulated-drives.md), or an image that counts as a pressed one.
 class Disc {

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "base/Sectors.h"
+#include "image/CdText.h"
 #include "image/CueSheet.h"
 #include "platform/Paths.h"
 #include "simdrive/Disc.h"
@@ -43,19 +44,23 @@ std::uint32_t FirstBlockOf(const TrackLayout& track) {
     return pregap.silence + pregap.inFile;
 }
 
-/// A catalogue number or ISRC of the right length.
 template <std::size_t Size>
 void PutCode(const Text& text, std::array<char, Size>& code) {
-    const auto isSign = [](char16_t sign) { return (sign >= u'0' && sign <= u'9') || (sign >= u'A' && sign <= u'Z'); };
-    if (text.size() == Size && std::ranges::all_of(text, isSign))
-        std::ranges::transform(text, code.begin(), [](char16_t sign) { return static_cast<char>(sign); });
+    std::ranges::transform(text, code.begin(), [](char16_t sign) { return static_cast<char>(sign); });
+}
+
+std::vector<std::uint8_t> CdTextOf(const DiscLayout& layout) {
+    std::vector<std::uint8_t> bytes;
+    if (const auto made = BuildCdText(TextsOf(layout)))
+        for (const CdTextPack& pack : made->packs) bytes.insert(bytes.end(), pack.begin(), pack.end());
+    return bytes;
 }
 
 }  // namespace
 
 DiscFault Disc::openImage(const Text& path, SystemError& systemError, const MediumRules* pressed) {
     if (path.size() >= 4 && EqualsIgnoringCase(TextView(path).substr(path.size() - 4), u".cue"))
-        return pressed == nullptr || pressed->isCd() ? openSheet(path, systemError) : DiscFault::NotADisc;
+        return pressed == nullptr || pressed->isCd() ? openSheet(path, systemError) : DiscFault::NotPressed;
     Source source{{}, 0, false};
     FileInfo info;
     systemError = source.file.open(path);
@@ -70,7 +75,7 @@ DiscFault Disc::openImage(const Text& path, SystemError& systemError, const Medi
     const bool isTooLarge = (rules->isCd() && fitting != Medium::CdRom) ||
                             (rules->medium == Medium::DvdRom && fitting == Medium::BdRom) ||
                             (rules->medium == Medium::HdDvdRom && blocks > rules->blocks);
-    if (isTooLarge) return DiscFault::NotADisc;
+    if (isTooLarge) return DiscFault::NotPressed;
     state = BlankDisc(*rules, static_cast<std::uint32_t>(blocks));
     state.closedSessions = 1;
     state.tracks.push_back(
@@ -111,7 +116,7 @@ DiscFault Disc::openSheet(const Text& path, SystemError& systemError) {
                                 .first = static_cast<std::int32_t>(first),
                                 .size = static_cast<std::uint32_t>(length),
                                 .next = static_cast<std::int32_t>(position)});
-        PutCode(track.isrc, state.tracks.back().isrc);
+        if (IsIsrc(track.isrc)) PutCode(track.isrc, state.tracks.back().isrc);
         for (const std::uint32_t start : track.furtherIndexes)
             if (start >= track.start && start - track.start < length)
                 state.tracks.back().indexes.push_back(start - track.start);
@@ -123,7 +128,8 @@ DiscFault Disc::openSheet(const Text& path, SystemError& systemError) {
     }
     state.blocks = static_cast<std::uint32_t>(position);
     state.closedSessions = state.tracks.back().session;
-    PutCode(layout.catalog, state.catalog);
+    if (IsCatalogNumber(layout.catalog)) PutCode(layout.catalog, state.catalog);
+    state.cdText = CdTextOf(layout);
     return DiscFault::None;
 }
 

@@ -17,6 +17,7 @@ struct FaultTexts {
 FaultTexts TextsOf(const DriveFileFault& fault) {
     switch (fault.disc) {
         case DiscFault::NotADisc: return {TextId::SimDiscNotADisc, TextId::DiscFileNotADisc};
+        case DiscFault::NotPressed: return {TextId::SimDiscNotPressed, TextId::DiscFileNotPressed};
         case DiscFault::Damaged: return {TextId::SimDiscDamaged, TextId::DiscFileDamaged};
         case DiscFault::TooNew: return {TextId::SimDiscTooNew, TextId::DiscFileTooNew};
         case DiscFault::None:

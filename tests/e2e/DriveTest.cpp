@@ -126,6 +126,7 @@ TEST_F(DriveTool, SaysWhatIsWrong) {
     done({"eject", "F:"});
     EXPECT_THAT(refused({"insert", "F:", "text"}), HasSubstr("neither a disc file nor an image"));
     EXPECT_THAT(refused({"insert", "F:", "cut.tvdisc"}), HasSubstr("damaged"));
+    EXPECT_THAT(refused({"insert", "F:", "a.tvdisc", "--media", "BD-ROM"}), HasSubstr("Leave --media out"));
     EXPECT_THAT(refused({"insert", "F:", "gone"}), HasSubstr("gone"));
 }
 
@@ -179,10 +180,13 @@ TEST_F(DriveTool, ExportsWhatADiscHolds) {
     EXPECT_EQ(work_.read("z.iso"), data);
 
     work_.write("song.bin", std::string(2352 * 300, 's'));
-    work_.write("song.cue", "FILE \"song.bin\" BINARY\n TRACK 01 AUDIO\n  INDEX 01 00:00:00\n");
+    work_.write(
+        "song.cue",
+        "TITLE \"A disc\"\nFILE \"song.bin\" BINARY\n TRACK 01 AUDIO\n  TITLE \"A song\"\n  INDEX 01 00:00:00\n");
     EXPECT_THAT(refused({"export", "song.cue", "s.iso"}), HasSubstr(".bin"));
     done({"export", "song.cue", "s.bin"});
     EXPECT_EQ(work_.read("s.bin"), work_.read("song.bin"));
+    EXPECT_THAT(work_.read("s.cue"), AllOf(HasSubstr("TITLE \"A disc\""), HasSubstr("TITLE \"A song\"")));
     done({"new", "blank.tvdisc", "--media", "CD-R"});
     EXPECT_THAT(refused({"export", "blank.tvdisc", "b.iso"}), HasSubstr("blank.tvdisc"));
 }

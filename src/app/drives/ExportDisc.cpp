@@ -4,6 +4,7 @@
 #include "app/drives/Verbs.h"
 #include "base/DiscLayout.h"
 #include "base/Sectors.h"
+#include "image/CdText.h"
 #include "image/CueSheet.h"
 #include "optical/SectorReader.h"
 #include "platform/ConsoleStreams.h"
@@ -127,6 +128,10 @@ DiscLayout LayoutOf(const DiscState& state, const Text& binary) {
         out.isrc = FieldText(track.isrc);
         layout.tracks.push_back(std::move(out));
     }
+    const CdTexts texts = ReadCdText(state.cdText);
+    layout.text = texts.disc;
+    for (std::size_t index = 0; index < std::min(texts.tracks.size(), layout.tracks.size()); ++index)
+        layout.tracks[index].text = texts.tracks[index];
     return layout;
 }
 

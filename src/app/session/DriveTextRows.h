@@ -62,6 +62,12 @@ inline constexpr TextRow kDriveTextRows[] = {
     {TextId::DiscFileNotADisc, 909, u"%s is neither a disc file nor an image."},
     {TextId::DiscFileDamaged, 910, u"%s is a damaged disc file."},
     {TextId::DiscFileTooNew, 911, u"%s was made by a newer version of this program."},
+    {TextId::SimDiscNotPressed, 912,
+     u"The disc in drive %c: is %s, which no longer fits the kind of medium it was inserted as. Take it out with: "
+     u"tvdrive eject"},
+    {TextId::DiscFileNotPressed, 913,
+     u"%s cannot be inserted as a medium of this kind: it is larger than such a disc, or has a kind of its own. Leave "
+     u"--media out."},
     {TextId::TvdrivePurpose, 950, u"Lists and manages optical drives, real and simulated ones."},
     {TextId::TvdriveList, 951, u"Lists all drives and what is in them."},
     {TextId::TvdriveAdd, 952, u"Makes a simulated drive."},

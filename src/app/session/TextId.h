@@ -288,6 +288,8 @@ enum class TextId : std::uint16_t {
     DiscFileNotADisc,
     DiscFileDamaged,
     DiscFileTooNew,
+    SimDiscNotPressed,
+    DiscFileNotPressed,
     TvdrivePurpose,
     TvdriveList,
     TvdriveAdd,

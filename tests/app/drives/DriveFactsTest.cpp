@@ -227,8 +227,8 @@ TEST(PressedMedia, AreToldRight) {
         ASSERT_EQ(insert("cd.iso", medium), DiscFault::None);
         EXPECT_THAT(Told(on), testing::HasSubstr(ToUtf8(FindRules(medium)->name) + " complete, 20 = 20 used"));
     }
-    EXPECT_EQ(insert("dvd.iso", Medium::CdRom), DiscFault::NotADisc) << "too large";
-    EXPECT_EQ(insert("mixed.cue", Medium::BdRom), DiscFault::NotADisc);
+    EXPECT_EQ(insert("dvd.iso", Medium::CdRom), DiscFault::NotPressed) << "too large";
+    EXPECT_EQ(insert("mixed.cue", Medium::BdRom), DiscFault::NotPressed);
     LoadDisc(on.drive, nullptr);
     EXPECT_EQ(Told(on), "0 No disc untold, 0 = 0 used + 0 free; none");
 }

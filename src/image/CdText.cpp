@@ -1,10 +1,11 @@
-#include "burn/CdText.h"
+#include "image/CdText.h"
 
 #include <algorithm>
 #include <iterator>
+#include <string>
 
 #include "base/Checksum.h"
-#include "burn/CdCueSheet.h"
+#include "platform/CodePage.h"
 
 namespace tovlark {
 
@@ -95,6 +96,21 @@ void AddSizes(std::vector<CdTextPack>& packs, std::size_t tracks) {
         AddPack(packs, kSizes, part, 0, std::span(sizes).subspan(part * kTextBytes));
 }
 
+/// The text in ISO 8859-1, or nothing when a character has nothing that stands for it there.
+std::optional<Text> ToCdTextCharacters(TextView text) {
+    Text written;
+    for (const char16_t unit : text) {
+        if (IsPlain(unit)) {
+            written += unit;
+            continue;
+        }
+        const auto* found = std::ranges::lower_bound(kSubstitutes, unit, {}, &Substitute::from);
+        if (found == std::end(kSubstitutes) || found->from != unit) return std::nullopt;
+        written += found->to;
+    }
+    return written;
+}
+
 Text Written(const Text& text, std::vector<CdTextChange>& changes) {
     const Text written = ToCdTextCharacters(text).value_or(Text());
     if (written != text) changes.push_back({text, written});
@@ -114,21 +130,49 @@ TextList CodesOf(const CdTexts& texts) {
     return list;
 }
 
-}  // namespace
+/// The texts of one type; a pack tells whose it begins with, so that one that is missing costs no other.
+class TextReader {
+public:
+    explicit TextReader(bool isShiftJis) : isShiftJis_(isShiftJis) {}
 
-std::optional<Text> ToCdTextCharacters(TextView text) {
-    Text written;
-    for (const char16_t unit : text) {
-        if (IsPlain(unit)) {
-            written += unit;
-            continue;
+    void add(std::span<const std::uint8_t, sizeof(CdTextPack)> pack) {
+        const std::size_t width = (pack[3] & 0x80) != 0 ? 2 : 1;
+        std::size_t track = pack[1] & 0x7F;
+        for (std::size_t at = kHeadBytes; at + width <= kCheckedBytes && track < texts_.size(); at += width) {
+            const auto character = pack.subspan(at, width);
+            if (std::ranges::all_of(character, [](std::uint8_t byte) { return byte == 0; }))
+                ++track;
+            else
+                texts_[track].append(character.begin(), character.end());
         }
-        const auto* found = std::ranges::lower_bound(kSubstitutes, unit, {}, &Substitute::from);
-        if (found == std::end(kSubstitutes) || found->from != unit) return std::nullopt;
-        written += found->to;
     }
-    return written;
-}
+
+    void give(Text DiscText::*text, CdTexts& texts) const {
+        texts.disc.*text = decoded(0);
+        for (std::size_t track = 1; track < texts_.size(); ++track) {
+            if (texts_[track].empty()) continue;
+            if (texts.tracks.size() < track) texts.tracks.resize(track);
+            texts.tracks[track - 1].*text = decoded(track);
+        }
+    }
+
+private:
+    /// A tab, or two, stands for the text of the track before.
+    Text decoded(std::size_t track) const {
+        constexpr std::uint32_t kShiftJis = 932;
+        while (track > 0 && (texts_[track] == "\t" || texts_[track] == "\t\t")) --track;
+        const std::string& bytes = texts_[track];
+        if (isShiftJis_) return CodePage(kShiftJis).decode(bytes);
+        Text text;
+        for (const char byte : bytes) text += static_cast<unsigned char>(byte);
+        return text;
+    }
+
+    const bool isShiftJis_;
+    std::array<std::string, kMaximumTracks + 1> texts_;  // the disc's first
+};
+
+}  // namespace
 
 std::optional<CdTextPacks> BuildCdText(const CdTexts& texts) {
     if (texts.tracks.empty() || texts.tracks.size() > kMaximumTracks) return std::nullopt;
@@ -137,11 +181,41 @@ std::optional<CdTextPacks> BuildCdText(const CdTexts& texts) {
         const TextList list = ListOf(texts, kind.text, made.changes);
         if (SaysAnything(list)) AddTexts(made.packs, kind.type, list);
     }
-    if (const TextList codes = CodesOf(texts); SaysAnything(codes)) AddTexts(made.packs, kCodes, codes);
     if (made.packs.empty()) return made;
+    if (const TextList codes = CodesOf(texts); SaysAnything(codes)) AddTexts(made.packs, kCodes, codes);
     if (made.packs.size() + kSizePacks > kMostPacks) return std::nullopt;
     AddSizes(made.packs, texts.tracks.size());
     return made;
+}
+
+CdTexts TextsOf(const DiscLayout& layout) {
+    CdTexts texts{.disc = layout.text, .catalog = layout.catalog, .tracks = {}, .isrcs = {}};
+    for (const TrackLayout& track : layout.tracks) {
+        texts.tracks.push_back(track.text);
+        texts.isrcs.push_back(track.isrc);
+    }
+    return texts;
+}
+
+CdTexts ReadCdText(std::span<const std::uint8_t> packs) {
+    constexpr std::uint8_t kBlocks = 0x70, kShiftJis = 0x80;
+    constexpr std::size_t kPackBytes = sizeof(CdTextPack);
+    std::vector<std::span<const std::uint8_t, kPackBytes>> block;
+    bool isShiftJis = false;
+    for (; packs.size() >= kPackBytes; packs = packs.subspan(kPackBytes)) {
+        const auto pack = packs.first<kPackBytes>();
+        if ((pack[3] & kBlocks) != 0) continue;
+        block.push_back(pack);
+        if (pack[0] == kSizes && pack[1] == 0) isShiftJis = pack[kHeadBytes] == kShiftJis;
+    }
+    CdTexts texts;
+    for (const TextKind& kind : kKinds) {
+        TextReader reader(isShiftJis);
+        for (const auto& pack : block)
+            if (pack[0] == kind.type) reader.add(pack);
+        reader.give(kind.text, texts);
+    }
+    return texts;
 }
 
 std::array<std::uint8_t, kCdTextSectorBytes> CdTextSector(std::span<const CdTextPack> packs, std::uint32_t sector) {

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "base/Checksum.h"
-#include "burn/CdText.h"
+#include "image/CdText.h"
 
 namespace tovlark {
 namespace {
@@ -62,6 +62,39 @@ TEST(CdText, PacksPlayBack) {
     EXPECT_EQ(sizes[2][1], 2);
 }
 
+TEST(CdText, IsReadAsItWasWritten) {
+    const CdTexts texts{
+        .disc = {u"A disc with a long title", u"Everybody", {}, {}},
+        .catalog = {},
+        .tracks = {{u"One", {}, {}, u"Caf\u00E9"}, {{}, u"x", {}, {}}, {u"Three times is a charm", {}, u"y", {}}},
+        .isrcs = {}};
+    const auto made = BuildCdText(texts);
+    ASSERT_TRUE(made);
+    std::vector<std::uint8_t> bytes;
+    for (const CdTextPack& pack : made->packs) bytes.insert(bytes.end(), pack.begin(), pack.end());
+    const CdTexts read = ReadCdText(bytes);
+    EXPECT_EQ(read.disc, texts.disc);
+    EXPECT_EQ(read.tracks, texts.tracks);
+}
+
+TEST(CdText, ReadsShiftJisAndTheSameAsBefore) {
+    using Pack = std::array<std::uint8_t, 18>;
+    const Pack packs[] = {{0x80, 0, 0, 0x80, 0x93, 0xFA, 0x96, 0x7B, 0, 0, 0x88, 0x9F, 0, 0, '\t', '\t'},
+                          {0x80, 2, 1, 0x81, 0, 0, 0x88, 0x9F},
+                          {0x80, 0, 2, 0x90, 'o', 't', 'h', 'e', 'r'},
+                          {0x81, 127, 3, 0x80, 'x', 'x'},
+                          {0x8F, 0, 4, 0, 0x80}};
+    std::vector<std::uint8_t> bytes;
+    for (const Pack& pack : packs) bytes.insert(bytes.end(), pack.begin(), pack.end());
+    bytes.push_back(0x80);
+    const CdTexts read = ReadCdText(bytes);
+    EXPECT_EQ(read.disc.title, u"\u65E5\u672C");
+    ASSERT_EQ(read.tracks.size(), 3u);
+    EXPECT_EQ(read.tracks[0].title, u"\u4E9C");
+    EXPECT_EQ(read.tracks[1].title, u"\u4E9C");
+    EXPECT_EQ(read.tracks[2].title, u"\u4E9C");
+}
+
 TEST(CdText, CheckBytesAreThoseThatPlayersExpect) {
     const auto made = BuildCdText({.disc = {u"Joyful Nights", {}, {}, {}}, .catalog = {}, .tracks = {{}}, .isrcs = {}});
     ASSERT_TRUE(made);
@@ -88,7 +121,7 @@ TEST(CdText, ForeignCharactersAreReplacedOrTheTextIsLeftOut) {
 }
 
 TEST(CdText, WhatABlockCannotHoldIsRefused) {
-    EXPECT_TRUE(BuildCdText({.disc = {}, .catalog = {}, .tracks = {{}}, .isrcs = {}})->packs.empty());
+    EXPECT_TRUE(BuildCdText({.disc = {}, .catalog = u"4012345678901", .tracks = {{}}, .isrcs = {}})->packs.empty());
     EXPECT_FALSE(BuildCdText({.disc = {}, .catalog = {}, .tracks = std::vector<DiscText>(100), .isrcs = {}}));
     // 253 packs of text and 3 of sizes fill a block; the title's zero and the track's count.
     const auto withTitle = [](std::size_t length) {

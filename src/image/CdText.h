@@ -19,6 +19,9 @@ struct CdTexts {
     std::vector<Text> isrcs;  // one for each track, or none at all
 };
 
+/// The texts and codes of a layout.
+CdTexts TextsOf(const DiscLayout& layout);
+
 /// One pack as it stands in the lead-in, its check bytes included (MMC-6 annex on CD-Text).
 using CdTextPack = std::array<std::uint8_t, 18>;
 
@@ -33,11 +36,13 @@ struct CdTextPacks {
 };
 
 /// The packs of one block in ISO 8859-1, language English. Characters that the set lacks are replaced by those that
-/// stand for them; a text with others is left out. Nothing when there are more than 99 tracks or more than 256 packs.
+/// stand for them; a text with others is left out. Codes alone make no pack. Nothing when there are more than 99 tracks
+/// or more than 256 packs.
 std::optional<CdTextPacks> BuildCdText(const CdTexts& texts);
 
-/// The text in ISO 8859-1, or nothing when a character has nothing that stands for it there.
-std::optional<Text> ToCdTextCharacters(TextView text);
+/// The texts that packs of 18 bytes hold in their first block, in ISO 8859-1 or Shift-JIS, without the codes. Packs of
+/// other blocks and texts of tracks beyond the 99th count for nothing; there are as many tracks as have a text.
+CdTexts ReadCdText(std::span<const std::uint8_t> packs);
 
 constexpr std::size_t kCdTextSectorBytes = 96;
 /// Sub-channels R to W of a sector of the lead-in: four packs in symbols of six bits. The packs, of which there is at
