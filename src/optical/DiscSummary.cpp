@@ -43,19 +43,19 @@ Text Trimmed(std::span<const char> field) {
 
 /// The current capacity, or the greatest that formatting can give if that is asked for and greater.
 std::optional<std::uint32_t> ReadFormattedBlocks(Drive drive, bool takesGreatest) {
-    constexpr std::uint8_t kNoMedium = 3, kFullFormat = 0x00, kFullFormatInPackets = 0x10;
+    constexpr std::uint8_t kNoneOrUnknown = 3, kFullFormat = 0x00, kFullFormatInPackets = 0x10;
     std::array<std::byte, kFormatCapacitiesBytes> buffer;
     ReplyView reply;
-    if (!ReceiveData(drive, ReadFormatCapacities(), buffer, reply) || reply.u8(3) < 8 || !reply.has(12) ||
-        (reply.u8(8) & 3) == kNoMedium)
+    if (!ReceiveData(drive, ReadFormatCapacities(), buffer, reply) || reply.u8(3) < 8 || !reply.has(12))
         return std::nullopt;
-    std::uint32_t blocks = reply.be32(4);
+    const bool isKnown = (reply.u8(8) & 3) != kNoneOrUnknown;
+    std::uint32_t blocks = isKnown ? reply.be32(4) : 0;
     const ReplyView formats = reply.part(12, reply.u8(3) - 8u);
     for (std::size_t offset = 0; takesGreatest && formats.has(offset + 8); offset += 8) {
         const unsigned format = formats.u8(offset + 4) >> 2;
         if (format == kFullFormat || format == kFullFormatInPackets) blocks = std::max(blocks, formats.be32(offset));
     }
-    return blocks;
+    return isKnown || blocks > 0 ? std::optional(blocks) : std::nullopt;
 }
 
 /// What the file system in front says that it takes; a medium without one is as good as empty.

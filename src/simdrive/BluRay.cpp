@@ -31,8 +31,6 @@ std::uint32_t UserBlocks(const DiscState& state, const BdFormat& format) {
     if (format.type == 0x31) return all;
     const std::uint32_t most = all - LeastSpare(all);
     if (format.blocks == 0xFFFFFFFF) return most;
-    // A BD-R can be formatted for pseudo-overwrite without spares: the new blocks take user data's place anyway.
-    if (format.type == 0x32 && format.blocks == state.blocks) return all;
     const std::uint32_t blocks = format.blocks / kCluster * kCluster;
     return blocks <= most && blocks >= all - MostSpare(all) ? blocks : 0;
 }

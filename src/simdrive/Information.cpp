@@ -9,8 +9,8 @@ namespace tovlark {
 
 namespace {
 
-constexpr Msf kAtipLeadIn{97, 58, 70};                     // start of the first lead-in: the code of no maker
-constexpr std::uint32_t kUnformatted = 1, kFormatted = 2;  // descriptor types of READ FORMAT CAPACITIES
+constexpr Msf kAtipLeadIn{97, 58, 70};  // start of the first lead-in: the code of no maker
+constexpr std::uint32_t kUnformatted = 1, kFormatted = 2, kUnknown = 3;  // descriptor types of READ FORMAT CAPACITIES
 
 std::uint8_t LastSessionOf(const DiscState& state) {
     const std::uint8_t last = state.tracks.empty() ? 1 : state.tracks.back().session;
@@ -123,7 +123,9 @@ std::pair<std::uint8_t, std::uint8_t> StatusOf(const DiscState& state) {
     constexpr std::uint8_t kEmpty = 0, kIncomplete = 1, kComplete = 2, kOther = 3, kSessionComplete = 3;
     if (state.rules->medium == Medium::DvdRam || state.rules->medium == Medium::HdDvdRam)
         return {kOther, kSessionComplete};
-    if (state.isBlank()) return {kEmpty, kEmpty};
+    // A BD-R with spare areas has been written to: there is a session, if an empty one.
+    const bool isFormattedBdR = state.rules->isBd() && state.formattedBlocks > 0;
+    if (state.isBlank() && !isFormattedBdR) return {kEmpty, kEmpty};
     if (state.rules->access == Access::Overwrite || state.isFinal) return {kComplete, kSessionComplete};
     if (state.rules->access == Access::Rigid)
         return state.closedSessions > 0 ? std::pair{kComplete, kSessionComplete} : std::pair{kIncomplete, kIncomplete};
@@ -160,6 +162,23 @@ Refusal PutPhysicalFormat(const DiscState& state, Reply& reply) {
     return {};
 }
 
+/// Where the first layer of a blank DVD+R DL ends can be said once; both are as long then (MMC-6 6.22.3.2.20).
+bool CanMoveLayerBoundary(const DiscState& state) { return state.isBlank() && state.blocks == state.rules->blocks; }
+
+Refusal MoveLayerBoundary(SimDrive& drive, Request& request) {
+    constexpr std::uint32_t kListBytes = 12;
+    DiscState& state = drive.state();
+    if (request.data.size() < request.be(8, 2)) return kDataPhase;
+    if (request.be(8, 2) != kListBytes) return kListTooShort;
+    request.transferred = kListBytes;
+    if (!CanMoveLayerBoundary(state)) return kSequence;
+    const std::uint32_t layer = request.dataBe(8, 4);
+    if (layer == 0 || layer % state.rules->eccBlocks != 0 || layer > state.blocks / 2) return kInvalidParameter;
+    state.blocks = 2 * layer;
+    state.tracks = {{.size = state.blocks}};
+    return Keep(drive);
+}
+
 }  // namespace
 
 std::int32_t LeadInStart(const DiscState& state) {
@@ -172,14 +191,17 @@ Refusal ReadFormatCapacities(SimDrive& drive, Request& request) {
     const DiscState& state = drive.state();
     const MediumRules& rules = drive.rules();
     if (rules.isBd()) return BdFormatCapacities(drive, request);
+    const bool isIntermediate = rules.access == Access::Rigid && state.closedSessions == 0;
     const bool isFormatted =
         rules.formats.empty() || rules.access == Access::Sequential ? !state.isBlank() : state.formattedBlocks > 0;
     const std::uint32_t now = isFormatted && state.formattedBlocks > 0 ? state.formattedBlocks : state.blocks;
     Reply reply;
-    reply.put(4, 0).put(4, now).put(1, isFormatted ? kFormatted : kUnformatted).put(3, 2048);
+    // Of a border that is not complete nobody knows yet how long it gets (MMC-6 6.23.3.2.1).
+    reply.put(4, 0).put(4, isIntermediate ? state.blocks : now);
+    reply.put(1, isIntermediate ? kUnknown : isFormatted ? kFormatted : kUnformatted).put(3, 2048);
     for (const std::uint8_t type : rules.formats) {
         // Grows a border that is complete.
-        if (type == 0x13 && (rules.access != Access::Rigid || state.closedSessions == 0)) continue;
+        if (type == 0x13 && (rules.access != Access::Rigid || isIntermediate)) continue;
         const std::uint32_t blocks = type == 0x13 ? state.blocks - state.formattedBlocks : state.blocks;
         reply.put(4, blocks).put(1, type << 2).put(3, type == 0x00 ? 2048u : type == 0x26 ? 0u : rules.eccBlocks);
     }
@@ -284,7 +306,8 @@ Refusal ReadTrackInformation(SimDrive& drive, Request& request) {
                      (track->isAudio() || isBlank ? 15 : track->mode));
     reply.put(1, (hasData ? 2 : 0) | (isWritable ? 1 : 0)).put(4, static_cast<std::uint32_t>(track->first));
     reply.put(4, isWritable ? static_cast<std::uint32_t>(track->next) : 0);
-    reply.put(4, isWritable ? static_cast<std::uint32_t>(EndOf(*track) - track->next) : 0);
+    const std::int64_t end = state.rules->access == Access::Rigid ? state.blocks : EndOf(*track);
+    reply.put(4, isWritable ? static_cast<std::uint32_t>(end - track->next) : 0);
     reply.put(4, state.rules->isCd() ? 0 : state.rules->eccBlocks).put(4, track->size);
     reply.put(4, hasData ? static_cast<std::uint32_t>(track->next - 1) : 0).put(4, 0).put(12, 0);
     return Answer(request, reply, request.be(7, 2));
@@ -306,6 +329,8 @@ Refusal ReadDiscStructure(SimDrive& drive, Request& request) {
         if (format == 0x10 && drive.state().closedSessions == 0) reply.set(4, 1, 0);
     } else if (format == 0x01) {
         reply.put(4, 0);  // no copy protection
+    } else if (format == 0x20 && rules.medium == Medium::DvdPlusRDl) {
+        reply.put(1, CanMoveLayerBoundary(drive.state()) ? 0 : 0x80).put(3, 0).put(4, drive.state().blocks / 2);
     } else if (format == 0xFF) {
         for (const std::uint32_t known : {0x00, 0x01, 0x0F, 0x10, 0x11}) {
             const bool isSent = known == 0x0F;
@@ -313,6 +338,7 @@ Refusal ReadDiscStructure(SimDrive& drive, Request& request) {
             if (isThere)
                 reply.put(1, known).put(1, isSent ? 0x80 : 0x40).put(2, known == 0x01 ? 8 : isSent ? 22 : 2052);
         }
+        if (rules.medium == Medium::DvdPlusRDl) reply.put(1, 0x20).put(1, 0xC0).put(2, 12);
     } else {
         return kInvalidField;
     }
@@ -323,6 +349,7 @@ Refusal ReadDiscStructure(SimDrive& drive, Request& request) {
 Refusal SendDiscStructure(SimDrive& drive, Request& request) {
     constexpr std::uint32_t kTimestampBytes = 22;
     const std::uint32_t listBytes = request.be(8, 2);
+    if (request.cdb[7] == 0x20 && drive.rules().medium == Medium::DvdPlusRDl) return MoveLayerBoundary(drive, request);
     if (request.cdb[7] != 0x0F || drive.rules().writeTypes == 0 || drive.rules().isCd()) return kInvalidField;
     if (request.data.size() < listBytes) return kDataPhase;
     if (listBytes != kTimestampBytes) return kListTooShort;

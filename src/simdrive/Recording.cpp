@@ -108,7 +108,7 @@ Refusal FormatRigid(SimDrive& drive, std::uint8_t type, std::uint32_t blocks, bo
         if (state.rules->access != Access::Rigid || state.tracks.empty()) return kInvalidParameter;
         DiscTrack& track = state.tracks[0];
         if (track.state != TrackState::Complete) return kSequence;  // an intermediate border is closed first
-        if (blocks == 0 || blocks > state.blocks - track.size) return kInvalidParameter;
+        if (track.size == state.blocks || blocks > state.blocks - track.size) return kInvalidParameter;
         track.size += blocks;
         track.state = TrackState::Open;
         state.closedSessions = 0;
@@ -342,7 +342,7 @@ Refusal CloseTrackSession(SimDrive& drive, Request& request) {
     const bool isFinal = state.rules->writeTypes != 0 ? !CurrentWriteParameters(drive).leavesOpen : function != 2;
     std::uint64_t time = CloseTime(drive, isFinal, false);
     if (state.rules->access == Access::Rigid) {
-        if (state.tracks.empty()) return kNotFormatted;
+        if (state.tracks.empty() || state.tracks[0].size == 0) return kNotFormatted;
         state.tracks[0].state = TrackState::Complete;
         state.tracks[0].next = static_cast<std::int32_t>(EndOf(state.tracks[0]));
         state.formattedBlocks = state.tracks[0].size;
@@ -406,7 +406,8 @@ Refusal FormatUnit(SimDrive& drive, Request& request) {
     const bool isBd = state.rules->isBd();
     if (state.rules->access == Access::Overwrite && type == 0x00 && !isBd) return FormatRam(drive, request, immed);
     const bool isMost = asked == 0xFFFFFFFF || (type == 0x26 && asked == 0);
-    if (!isMost && (asked == 0 || asked > state.blocks)) return kInvalidParameter;
+    const bool leavesSizeOpen = asked == 0 && (type == 0x13 || type == 0x15);  // to what is written then
+    if (!isMost && !leavesSizeOpen && (asked == 0 || asked > state.blocks)) return kInvalidParameter;
     if (isBd) return FormatBd(drive, {type, request.dataAt(8) & 3u, asked, immed});
     if (type == 0x26) return FormatPlus(drive, (request.dataAt(11) & 1) != 0, immed);
     // What 13h names are the blocks to be added.

@@ -135,11 +135,14 @@ Refusal WriteRigid(SimDrive& drive, Request& request, std::int32_t block, std::u
     const std::uint32_t ecc = state.rules->eccBlocks;
     if (state.tracks.empty()) return kNotFormatted;
     DiscTrack& track = state.tracks[0];
-    if (block < 0 || std::uint64_t(block) + count > track.size) return kBlockOutOfRange;
+    // A border that is not complete grows as it is written on (MMC-6 6.5.4.2.10).
+    const std::uint32_t end = track.state == TrackState::Complete ? track.size : state.blocks;
+    if (block < 0 || std::uint64_t(block) + count > end) return kBlockOutOfRange;
     if (static_cast<std::uint32_t>(block) % ecc != 0 || count % ecc != 0) return kInvalidField;
     if (block > track.next) return kWrongWriteAddress;
     if (const Refusal refusal = Store(drive, request, track, block, count * kUserBytes)) return refusal;
     track.next = std::max(track.next, block + static_cast<std::int32_t>(count));
+    track.size = std::max(track.size, static_cast<std::uint32_t>(track.next));
     if (track.state == TrackState::Blank) track.state = TrackState::Open;
     return {};
 }

@@ -16,8 +16,9 @@ void* operator new(std::size_t size) {
     if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;
     throw std::bad_alloc();
 }
-void operator delete(void* memory) noexcept { std::free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
+// Compilers that see `free` beside a `new` which they did not look into take the two for a mismatch.
+[[gnu::noinline]] void operator delete(void* memory) noexcept { std::free(memory); }
+[[gnu::noinline]] void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 
 namespace tovlark {
 namespace {

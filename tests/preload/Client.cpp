@@ -197,6 +197,33 @@ std::optional<std::vector<std::byte>> AskDrive(int file, std::initializer_list<u
     return std::move(command.data);
 }
 
+namespace {
+
+std::uint32_t BigEndian(std::span<const std::byte> reply, std::size_t offset) {
+    std::uint32_t value = 0;
+    for (const std::byte byte : reply.subspan(offset, 4)) value = value << 8 | std::to_integer<std::uint32_t>(byte);
+    return value;
+}
+
+/// Where the last track that is not blank has been written to; 0 when there is none.
+std::uint32_t WrittenBlocks(int file) {
+    constexpr std::uint32_t kDiscBytes = 34, kTrackBytes = 36;
+    constexpr std::byte kBlank{0x40}, kEndIsKnown{2};
+    const auto disc = AskDrive(file, {0x51, 0, 0, 0, 0, 0, 0, 0, kDiscBytes, 0}, kDiscBytes);
+    if (!disc || disc->size() < kDiscBytes) return 0;
+    for (unsigned number = std::to_integer<unsigned>((*disc)[6]), tries = 2; number > 0 && tries > 0;
+         --number, --tries) {
+        const auto track = AskDrive(file, {0x52, 1, 0, 0, 0, number, 0, 0, kTrackBytes, 0}, kTrackBytes);
+        if (!track || track->size() < kTrackBytes) return 0;
+        if (((*track)[6] & kBlank) != std::byte{0}) continue;
+        return ((*track)[7] & kEndIsKnown) != std::byte{0} ? BigEndian(*track, 28) + 1
+                                                           : BigEndian(*track, 8) + BigEndian(*track, 24);
+    }
+    return 0;
+}
+
+}  // namespace
+
 std::int64_t DrivePosition(int file, std::int64_t position) {
     Answer answer;
     if (const int error = Ask(file, Question::Kind::Seek, position, answer); error != 0) return Fail(error);
@@ -206,9 +233,8 @@ std::int64_t DrivePosition(int file, std::int64_t position) {
 std::uint32_t DriveBlocks(int file) {
     const auto reply = AskDrive(file, {0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, 8);
     if (!reply || reply->size() < 8) return 0;
-    std::uint32_t last = 0;
-    for (unsigned index = 0; index < 4; ++index) last = last << 8 | std::to_integer<std::uint32_t>((*reply)[index]);
-    return last == 0 ? 0 : last + 1;
+    const std::uint32_t last = BigEndian(*reply, 0);
+    return std::max(last == 0 ? 0 : last + 1, WrittenBlocks(file));
 }
 
 std::int64_t ReadDrive(int file, void* buffer, std::size_t bytes, std::int64_t position) {

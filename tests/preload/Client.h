@@ -47,7 +47,8 @@ std::optional<std::vector<std::byte>> AskDrive(int file, std::initializer_list<u
 
 /// The position of the file; changes it first unless `position` is negative.
 std::int64_t DrivePosition(int file, std::int64_t position = -1);
-/// Blocks of 2048 bytes that can be read as a file.
+/// Blocks of 2048 bytes that can be read as a file: as Linux has it, what READ CAPACITY says, or as far as the last
+/// track is written where that is more.
 std::uint32_t DriveBlocks(int file);
 /// As pread and pwrite.
 std::int64_t ReadDrive(int file, void* buffer, std::size_t bytes, std::int64_t position);

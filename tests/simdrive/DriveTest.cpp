@@ -173,6 +173,39 @@ TEST(RestrictedOverwrite, TakesWholeEccBlocksOfTheFormattedArea) {
     EXPECT_EQ(on.read(0), std::uint32_t{'b'});
     ASSERT_EQ(on.send({0xA1, 0}), kOk);
     EXPECT_EQ(on.profile(), 0x14u);
+
+    // Without a size the border is as long as what is written in order.
+    const auto capacityKind = [&] { return LoadedDrive::be(on.receive({0x23, 0, 0, 0, 0, 0, 0, 0, 12}, 12), 8, 1); };
+    ASSERT_EQ(on.format(0, 0x15), kOk);
+    EXPECT_EQ(capacityKind(), 3u) << "unknown";
+    EXPECT_NE(on.close(2), kOk) << "there is nothing to complete";
+    ASSERT_EQ(on.write(0, 48, 'd'), kOk);
+    ASSERT_EQ(on.close(2), kOk);
+    EXPECT_EQ(capacityKind(), 2u);
+    EXPECT_EQ(on.write(48, 16, 'x'), 0x052100u);
+    ASSERT_EQ(on.format(0, 0x13), kOk);
+    ASSERT_EQ(on.write(48, 16, 'e'), kOk);
+    ASSERT_EQ(on.close(2), kOk);
+    EXPECT_EQ(on.trackField(1, 24), 64u);
+}
+
+TEST(LayerBoundary, IsMovedOnceWhileTheDiscIsBlank) {
+    LoadedDrive on(Medium::DvdPlusRDl, FindRules(Medium::DvdPlusRDl)->blocks);
+    const auto boundary = [&] { return on.receive({0xAD, 0, 0, 0, 0, 0, 0, 0x20, 0, 12}, 12); };
+    const auto move = [&](std::uint32_t layer) {
+        Bytes list(12);
+        list[1] = std::byte{10};
+        for (std::size_t at = 0; at < 4; ++at) list[8 + at] = static_cast<std::byte>(layer >> (24 - 8 * at));
+        return on.send({0xBF, 0, 0, 0, 0, 0, 0, 0x20, 0, 12}, list, DataDirection::Out);
+    };
+    EXPECT_EQ(LoadedDrive::be(boundary(), 4, 1), 0u);
+    EXPECT_EQ(LoadedDrive::be(boundary(), 8, 4), 2086912u);
+    EXPECT_EQ(move(2086928), 0x052600u);
+    EXPECT_EQ(move(1000), 0x052600u) << "no whole ECC block";
+    ASSERT_EQ(move(160), kOk);
+    EXPECT_EQ(LoadedDrive::be(boundary(), 4, 1), 0x80u);
+    EXPECT_EQ(on.trackField(1, 24), 320u);
+    EXPECT_EQ(move(320), 0x052C00u);
 }
 
 TEST(BackgroundFormat, GoesOnIsStoppedAndRestarted) {

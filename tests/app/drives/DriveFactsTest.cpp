@@ -176,7 +176,7 @@ TEST(BlueMedia, AreToldRightOnTheirWay) {
         // What is not known to be overwritable is taken as a track that is full.
         const bool isCounted = rules.medium == Medium::BdRe || rules.medium == Medium::BdReDl;
         if (rules.access == Access::Sequential) {
-            expect("blank", 0, all + " blank >0");
+            expect(rules.hasPseudoOverwrite() ? "appendable" : "blank", 0, all + " blank >0");
             ASSERT_EQ(Session(0, 1, -1, 0)(on), kOk);
             const bool takesMore = rules.medium != Medium::HdDvdR;
             if (takesMore) {
