@@ -59,6 +59,8 @@ TEST_F(Burn, TakesAFolderAsItStands) {
     EXPECT_EQ(end.status, 0) << end.output;
     EXPECT_THAT(end.output, EndsWith("Verifying media completed successfully.\r\n"));
     EXPECT_EQ(run("tvdrive", {"eject", "F:"}).status, 0);
+    EXPECT_THAT(run("tvcmd", {"burn-image", folder_ / "x.iso", "F:", "-label", "STRAIGHT"}).output,
+                HasSubstr("x.iso is an image and is burned as it is"));
     EXPECT_EQ(run("tvdrive", {"export", folder_ / "a.tvdisc", folder_ / "out.iso"}).status, 0);
     const ProgramEnd list = run("tvcmd", {"list", folder_ / "out.iso", "/", "-r"});
     for (const char* path : {"/deep", "hurt.bin", "/more/deep", "whole.bin"}) EXPECT_THAT(list.output, HasSubstr(path));

@@ -46,6 +46,8 @@ struct CommandContext {
     UsbBootOptions usbBoot{};
     PsaTuning psa{};
 
+    /// A switch has changed the compilation, or was to.
+    bool changesCompilation = false;
     /// Set by `create_lang_file`: the process goes on after the command.
     bool keepRunning = false;
     /// A word asked for work on an image that could not be done: the command is not run and fails.

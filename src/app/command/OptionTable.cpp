@@ -1,5 +1,6 @@
 #include "app/command/OptionTable.h"
 
+#include <algorithm>
 #include <iterator>
 
 #include "app/command/Grammars.h"
@@ -122,6 +123,12 @@ constexpr OptionRow kOptions[] = {
 static_assert(std::size(kOptions) == 79);
 
 }  // namespace
+
+bool ChangesCompilation(const OptionRow& row) {
+    static const OptionRow* const first = std::ranges::find(kOptions, u"-add", &OptionRow::word);
+    static const OptionRow* const last = std::ranges::find(kOptions, u"-vol-expiration-datetime", &OptionRow::word);
+    return first <= &row && &row <= last;
+}
 
 std::span<const OptionRow> AllOptions() { return kOptions; }
 

@@ -27,6 +27,9 @@ struct OptionRow {
     std::vector<Text> (*choices)() = nullptr;
 };
 
+/// True for the switches that say what is in the compilation or how it is laid out.
+bool ChangesCompilation(const OptionRow& row);
+
 /// Every word that the command line knows, commands and switches alike, in the order of search.
 std::span<const OptionRow> AllOptions();
 

@@ -89,6 +89,7 @@ Status ParseCommandLine(CommandContext& context) {
         if (context.endStatus) return *context.endStatus;
         if (context.task.flags.cancel) break;
         if (taken == 0) return RefuseParameter(context, *row);
+        context.changesCompilation = context.changesCompilation || ChangesCompilation(*row);
         words = words.subspan(taken);
     }
     if (context.task.flags.cancel) TakeEventName(context, words);

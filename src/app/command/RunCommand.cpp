@@ -106,6 +106,8 @@ Status RunBurnImage(CommandContext& context) {
         return Status::Failed;
     }
     if (!FindDrive(context, request.target)) return Status::Failed;
+    if (context.changesCompilation && !IsFolder(request.source))
+        TellNote(context.task, TextId::CompilationSwitchesUnused, {request.source});
     return BurnSource(context.task, context.compilation, request);
 }
 

@@ -67,6 +67,8 @@ inline constexpr TextRow kCommandTextRows[] = {
     {TextId::BootDestination, 141, u"Destination drive: %s\r\n"},
     {TextId::BootPartitionStyle, 142, u"Partition scheme: %s\r\n"},
     {TextId::BootPartitionType, 143, u"Partition type: %s\r\n"},
+    {TextId::CompilationSwitchesUnused, 144,
+     u"%s is an image and is burned as it is: -add, -label and the like have no effect on it."},
     {TextId::SwitchMissing, 170, u"It is given with %s."},
     {TextId::LookedFor, 177, u"Looked for: %s"},
     {TextId::DriveWord, 178, u"\"%s\" is no drive: a drive is a letter from D to Z and a colon, for example F:"},

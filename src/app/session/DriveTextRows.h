@@ -194,6 +194,7 @@ inline constexpr TextRow kDriveTextRows[] = {
     {TextId::MoreDamagedFiles, 1064, u"  and %u more"},
     {TextId::NoDamagedFile, 1065, u"The sectors that differ belong to no file."},
     {TextId::VerifyingStep, 1066, u"Verifying media"},
+    {TextId::DriveStaysBusy, 1067, u"The drive is still at work on the disc. Please wait until it is ready and retry."},
     {TextId::MediaDetected, 1070, u"Media detected:"},
     {TextId::MediaAndSummary, 1071, u"%s %s"},
     {TextId::ErasingMethod, 1072, u"Erasing method:"},
