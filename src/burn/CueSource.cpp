@@ -105,7 +105,7 @@ private:
         const bool takesPart = sectorSize_ == kSectorSize && track.sectorSize == kRawSectorSize;
         const bool isMade = track.sectorSize < sectorSize_;
         const DataFileKind kind = layout_.files[file].kind;
-        source_.add({.sectorCount = static_cast<std::uint32_t>((end - begin + track.sectorSize - 1) / track.sectorSize),
+        source_.add({.sectorCount = (end - begin + track.sectorSize - 1) / track.sectorSize,
                      .file = files_[file].file,
                      .offset = begin + (takesPart ? kMode1Data : 0),
                      .end = end,

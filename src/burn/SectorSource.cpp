@@ -16,6 +16,8 @@ namespace {
 // Of a raw sector (ECMA-130 14, ISO/IEC 10149): sync pattern, address, mode; of mode 2 a sub-header follows.
 constexpr std::uint32_t kModeOffset = 15, kMode1Data = 16, kMode2Data = 24;
 
+constexpr std::uint32_t kMostSectors = 0xFFFFFFE0;  // more than any medium has, in whole chunks
+
 void SwapSamples(std::span<std::byte> samples) {
     for (std::size_t index = 0; index + 1 < samples.size(); index += 2) std::swap(samples[index], samples[index + 1]);
 }
@@ -54,9 +56,12 @@ SystemError FileSource::open(const Text& path, const InputFile*& file) {
 }
 
 void FileSource::add(const SourceExtent& extent) {
-    if (extent.sectorCount == 0) return;
-    places_.push_back({sectorCount_, extent});
-    sectorCount_ += extent.sectorCount;
+    const auto sectors =
+        static_cast<std::uint32_t>(std::min<std::uint64_t>(extent.sectorCount, kMostSectors - sectorCount_));
+    if (sectors == 0) return;
+    Place& place = places_.emplace_back(sectorCount_, extent);
+    place.extent.sectorCount = sectors;
+    sectorCount_ += sectors;
 }
 
 SectorSource FileSource::source() {
@@ -141,10 +146,9 @@ SystemError AddImageFile(FileSource& source, const Text& path, std::uint32_t fil
     if (const SystemError error = source.open(path, file); error.failed()) return error;
     FileInfo info;
     if (const SystemError error = file->examine(info); error.failed()) return error;
-    constexpr std::uint64_t kMostSectors = 0xFFFFFFE0;  // more than any medium has, in whole chunks
     const std::uint64_t sectors = (info.sizeBytes + fileSectorSize - 1) / fileSectorSize;
     const bool takesPart = fileSectorSize == kRawSectorSize && sourceSectorSize == kSectorSize;
-    source.add({.sectorCount = static_cast<std::uint32_t>(std::min(sectors, kMostSectors)),
+    source.add({.sectorCount = sectors,
                 .file = file,
                 .offset = takesPart ? DataOffsetIn(*file) : 0,
                 .end = info.sizeBytes,

@@ -44,8 +44,8 @@ struct SectorSource {
 
 /// Sectors of a file that follow one another there, or made-up ones.
 struct SourceExtent {
-    std::uint32_t sectorCount = 0;
-    const InputFile* file = nullptr;  // null: zeros
+    std::uint64_t sectorCount = 0;
+    const InputFile* file = nullptr;  // null: zeros, or empty sectors of `madeMode`
     std::uint64_t offset = 0;         // in the file, of what is taken of the first sector
     std::uint64_t end = 0;            // of the data in the file: what would lie beyond reads as zeros
     std::uint32_t stride = 0;         // bytes from one sector to the next in the file
@@ -65,6 +65,7 @@ public:
 
     /// Opens a file that lives as long as the source.
     SystemError open(const Text& path, const InputFile*& file);
+    /// What would make the source longer than any medium is left out.
     void add(const SourceExtent& extent);
 
     std::uint32_t sectorCount() const { return sectorCount_; }

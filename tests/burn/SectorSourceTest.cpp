@@ -60,6 +60,12 @@ TEST_F(SectorSourceTest, ExtentsFollowOneAnother) {
     EXPECT_EQ(read(files, 3, 1), Sectors("c", 2352));
 }
 
+TEST_F(SectorSourceTest, SectorsThatNoMediumHasDoNotMakeItShort) {
+    FileSource source(2048);
+    for (int count = 0; count < 3; ++count) source.add({.sectorCount = 0x80000010});
+    EXPECT_EQ(source.sectorCount(), 0xFFFFFFE0);
+}
+
 TEST_F(SectorSourceTest, BigEndianSamplesAreSwapped) {
     FileSource files(2352);
     const InputFile* file = nullptr;
