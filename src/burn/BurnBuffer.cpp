@@ -36,8 +36,9 @@ std::unique_ptr<BurnBuffer> CreateBurnBuffer(Task& task, const SectorSource& sou
         ReportError(task, Text(task.session.texts()[TextId::BurnOutOfMemory]));
         return nullptr;
     }
-    if (buffer->prefill()) return buffer;
-    if (!task.flags.cancel) ReportFault(task, buffer->fault());
+    buffer->prefill();
+    if (!buffer->hasFailed()) return buffer;
+    ReportFault(task, buffer->fault());
     return nullptr;
 }
 
@@ -61,13 +62,12 @@ BurnBuffer::~BurnBuffer() {
     producer_.join();
 }
 
-bool BurnBuffer::prefill() {
+void BurnBuffer::prefill() {
     std::unique_lock guard(lock_);
     const auto isDone = [this] { return filled_ == capacity_ || !isRunning_; };
     while (!changed_.wait_for(guard, kPrefillWait, isDone))
-        if (task_.flags.cancel) return false;
+        if (task_.flags.cancel) break;
     isPrefilling_ = false;
-    return isRunning_ || hasFinished_;
 }
 
 void BurnBuffer::produce() {
@@ -170,6 +170,11 @@ std::uint32_t BurnBuffer::filled() const {
 bool BurnBuffer::hasFinished() const {
     const std::lock_guard guard(lock_);
     return hasFinished_;
+}
+
+bool BurnBuffer::hasFailed() const {
+    const std::lock_guard guard(lock_);
+    return !isRunning_ && !hasFinished_;
 }
 
 void BurnBuffer::waitForSource(std::uint32_t wanted) {

@@ -48,7 +48,9 @@ public:
     std::uint32_t capacity() const { return capacity_; }
     /// The source delivered everything; else it goes on, or ended for the reason in `fault`.
     bool hasFinished() const;
-    /// Why the source ended short. Only once `lookAhead` gave nothing.
+    /// The source ended short. What `lookAhead` did not give otherwise was given up when the task was cancelled.
+    bool hasFailed() const;
+    /// Why the source ended short. Only then.
     const SourceFault& fault() const { return fault_; }
     /// What the source warned of since the last call.
     std::vector<Text> takeWarnings();
@@ -60,8 +62,8 @@ private:
 
     BurnBuffer(Task& task, const SectorSource& source) : task_(task), source_(source) {}
     bool reserve(std::uint32_t megabytes, Allocate allocate);
-    /// Waits until the buffer is full or the source has ended. False when it failed or was cancelled.
-    bool prefill();
+    /// Waits until the buffer is full, the source has ended or the task is cancelled.
+    void prefill();
 
     // The producer's side.
     void produce();
@@ -101,8 +103,8 @@ private:
 
 std::byte* AllocateBuffer(std::size_t sizeBytes);
 
-/// The buffer of a source, filled as far as it goes. Nothing, and the reason is reported, when there is no memory or
-/// the source fails at once; nothing without a word when the task is cancelled.
+/// The buffer of a source, filled as far as it goes before the task is cancelled. Nothing, and the reason is reported,
+/// when there is no memory or the source fails at once.
 std::unique_ptr<BurnBuffer> CreateBurnBuffer(Task& task, const SectorSource& source,
                                              BurnBuffer::Allocate allocate = AllocateBuffer);
 

@@ -19,9 +19,7 @@ constexpr std::uint32_t kPregap = kPregapFrames;
 
 /// What is ahead of the first block was not written.
 bool FailAhead(DiscBurn& burn) {
-    if (!burn.task.flags.cancel) return FailAtDrive(burn, BurnPlace::LeadIn);
-    TellNote(burn.task, TextId::BurnCanceled);
-    return false;
+    return burn.isCancelled() ? FailCancelled(burn) : FailAtDrive(burn, BurnPlace::LeadIn);
 }
 
 bool HasRoom(DiscBurn& burn) {
@@ -30,9 +28,7 @@ bool HasRoom(DiscBurn& burn) {
     if (disc->status != DiscStatus::Blank) return Fail(burn, TextId::InsertBlankDisc);
     DriveEntry entry;
     ReadDiscSummary(burn.task.session.texts(), entry, burn.drive, SummaryParts::Everything);
-    if (entry.freeBlocks >= burn.blocks) return true;
-    ReportError(burn.task, ReportShortage(burn.task.session.texts(), burn.blocks, entry.freeBlocks));
-    return false;
+    return entry.freeBlocks >= burn.blocks || FailShort(burn, entry.freeBlocks);
 }
 
 /// Blocks are to have 2048 bytes. Some drives say nothing of a disc that is blank.
@@ -152,7 +148,7 @@ bool WriteLeadIn(DiscBurn& burn, CdSession& session, std::span<const CdTextPack>
     const auto sectors = static_cast<std::uint32_t>(-static_cast<std::int32_t>(kPregap) - begin);
     std::vector<std::byte> chunk;
     for (std::uint32_t done = 0; done < sectors;) {
-        if (burn.task.flags.cancel) return FailAhead(burn);
+        if (burn.isCancelled()) return FailAhead(burn);
         const std::uint32_t count = std::min(kChunk, sectors - done);
         chunk.clear();
         for (std::uint32_t index = 0; index < count; ++index)
@@ -196,6 +192,16 @@ void PadLastTrack(DiscBurn& burn, CdSession& session) {
     burn.blocks += last.sectors < kLeastTrackSectors ? kLeastTrackSectors - last.sectors : 0;
     burn.blocks = (burn.blocks + burn.chunk() - 1) / burn.chunk() * burn.chunk();
     last.sectors += burn.blocks - sectors;
+}
+
+std::vector<std::uint32_t> TrackStarts(const CdSession& session) {
+    std::vector<std::uint32_t> starts;
+    std::uint32_t end = 0;
+    for (const CdTrack& track : session.tracks) {
+        starts.push_back(end);
+        end += track.pregap + track.sectors - (starts.size() == 1 ? kPregap : 0);
+    }
+    return starts;
 }
 
 bool PrepareCd(DiscBurn& burn, CdContent& content) {

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <vector>
+
 #include "burn/CdCueSheet.h"
 #include "burn/DiscBurn.h"
 #include "image/CdText.h"
@@ -18,6 +21,9 @@ CdContent OneDataTrack(std::uint32_t sectors);
 
 /// Fills the last track up to the blocks that are written in whole chunks, and to the shortest track that there is.
 void PadLastTrack(DiscBurn& burn, CdSession& session);
+
+/// Sectors of the source that tracks begin with, the pre-gaps of all but the first included.
+std::vector<std::uint32_t> TrackStarts(const CdSession& session);
 
 /// Makes a blank CD ready for block 0: the cue sheet is sent, CD-Text and the first pre-gap are written. False after a
 /// message.

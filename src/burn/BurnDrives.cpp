@@ -1,5 +1,6 @@
 #include "burn/BurnDrives.h"
 
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -24,7 +25,11 @@ void BurnOn(DriveTask& one, AbortQuestion& question) {
     if (driveLog != nullptr) drive.log = &log;
     Task task{shared.session, shared.settings, log, shared.clock, shared.flags};
     one.request.abortQuestion = &question;
-    one.status = BurnImage(task, one.request);
+    try {
+        one.status = BurnImage(task, one.request);
+    } catch (const std::bad_alloc&) {
+        ReportError(task, Text(task.session.texts()[TextId::BurnOutOfMemory]));
+    }
     drive.log = driveLog;
 }
 

@@ -70,11 +70,11 @@ enum class WriteEnd : std::uint8_t { Complete, Cancelled, SourceFailed, DriveFai
 WriteEnd WriteSectors(DiscBurn& burn, const SectorSource& source, BurnBuffer& buffer, WriteProgress& progress) {
     std::vector<std::byte> scratch(std::size_t{burn.chunk()} * source.sectorSize);
     for (std::uint32_t done = 0; burn.written < burn.blocks;) {
-        if (burn.task.flags.cancel) return WriteEnd::Cancelled;
+        if (burn.isCancelled()) return WriteEnd::Cancelled;
         const std::uint32_t count = std::min(burn.chunk(), source.sectorCount - done);
         std::span<const std::byte> sectors;
         if (count > 0) sectors = buffer.lookAhead(scratch, count);
-        if (sectors.empty() && count > 0) return burn.task.flags.cancel ? WriteEnd::Cancelled : WriteEnd::SourceFailed;
+        if (sectors.empty() && count > 0) return buffer.hasFailed() ? WriteEnd::SourceFailed : WriteEnd::Cancelled;
         const std::size_t bytes = sectors.size();
         const std::int32_t first = static_cast<std::int32_t>(burn.start) + static_cast<std::int32_t>(burn.written);
         if (count < burn.chunk()) {  // every write has a whole chunk
@@ -85,7 +85,7 @@ WriteEnd WriteSectors(DiscBurn& burn, const SectorSource& source, BurnBuffer& bu
         }
         burn.hasTried = true;
         if (!WriteBlocks(burn.drive, Lba{first}, sectors, source.sectorSize, burn.untilCancelled()))
-            return burn.task.flags.cancel ? WriteEnd::Cancelled : WriteEnd::DriveFailed;
+            return burn.isCancelled() ? WriteEnd::Cancelled : WriteEnd::DriveFailed;
         buffer.consume(count);
         done += count;
         burn.written += burn.chunk();
@@ -145,36 +145,30 @@ void TellOutcome(const DiscBurn& burn, bool isDone) {
 
 Status BurnImage(Task& task, const BurnRequest& request) {
     DiscBurn burn{.task = task, .drive = request.drive, .options = request.options};
-    constexpr std::uint32_t kLargestChunk = 32;
-    burn.blocks = (request.source.sectorCount + kLargestChunk / 2 - 1) / (kLargestChunk / 2) * (kLargestChunk / 2);
     if (request.source.sectorCount == 0) {
         ReportFault(task, {});
         return Status::Failed;
     }
-    const bool needsCd =
-        request.source.sectorSize != kSectorSize || (request.cd && request.cd->session.tracks.size() > 1);
-    if (!CheckDisc(burn, needsCd)) return Status::Failed;
+    if (!CheckDisc(burn, request)) return Status::Failed;
     CdContent cd;
     if (burn.kind() == BurnKind::Cd) {
         burn.blocks = request.source.sectorCount;
         cd = request.cd ? *request.cd : OneDataTrack(burn.blocks);
         PadLastTrack(burn, cd.session);
         burn.fillMode = cd.session.tracks.back().wholeMode();
-    } else {
-        burn.blocks = (request.source.sectorCount + burn.chunk() - 1) / burn.chunk() * burn.chunk();
     }
 
     // A source that cannot be read shows itself before the disc is touched.
     auto buffer = CreateBurnBuffer(task, request.source);
     bool isDone = false;
-    if (buffer != nullptr && !task.flags.cancel) {
+    if (buffer != nullptr && !burn.isCancelled()) {
         TellNote(task, TextId::PreparingMedia);
         SetSpeed(burn);
         isDone = burn.kind() == BurnKind::Cd ? PrepareCd(burn, cd) : PrepareMedia(burn);
         isDone = isDone && WriteDisc(burn, request.source, *buffer);
         if (!isDone) AbandonDisc(burn);
         RestoreDrive(burn);
-    } else if (task.flags.cancel) {
+    } else if (buffer != nullptr) {
         TellNote(task, TextId::BurnCanceled);
     }
     buffer.reset();  // verification reads the source through one of its own
@@ -183,7 +177,8 @@ Status BurnImage(Task& task, const BurnRequest& request) {
     if (!request.options.verifies) return Status::Ok;
     AbortQuestion ownQuestion;
     const VerifyRequest verification{request.drive, request.source, burn.start,
-                                     request.abortQuestion != nullptr ? *request.abortQuestion : ownQuestion};
+                                     request.abortQuestion != nullptr ? *request.abortQuestion : ownQuestion,
+                                     TrackStarts(cd.session)};
     return VerifyDisc(task, verification) == VerifyOutcome::Passed ? Status::Ok : Status::Failed;
 }
 

@@ -27,8 +27,8 @@ struct BurnRequest {
 /// the task is cancelled the disc is left as usable as its kind allows, and what state that is is said.
 Status BurnImage(Task& task, const BurnRequest& request);
 
-/// Checks that come before anything is done to the disc: whether it can be burned as the options say. Fills in the
-/// medium. False after a message.
-[[nodiscard]] bool CheckDisc(DiscBurn& burn, bool needsCd);
+/// Checks that come before anything is done to the disc: whether it can be burned as the request says. Fills in the
+/// medium and the blocks to write. False after a message.
+[[nodiscard]] bool CheckDisc(DiscBurn& burn, const BurnRequest& request);
 
 }  // namespace tovlark

@@ -5,6 +5,7 @@
 #include "base/Sectors.h"
 #include "burn/BurnImage.h"
 #include "burn/Erase.h"
+#include "burn/Format.h"
 #include "optical/DiscSummary.h"
 #include "optical/DiscTracks.h"
 #include "optical/SendCommand.h"
@@ -58,6 +59,16 @@ bool MaySimulate(DiscBurn& burn, const Text& name) {
     return CanTestWrite(burn) || Fail(burn, TextId::SimulationRefused);
 }
 
+/// Blocks that the disc will have when it is erased, where that can be told before.
+std::optional<std::uint32_t> BlocksOnceErased(const DiscBurn& burn, const DriveEntry& entry) {
+    if (burn.kind() == BurnKind::DvdRam) return entry.totalBlocks;
+    if (burn.kind() == BurnKind::DvdPlusRw)
+        if (const auto offer = FindFormat(burn.drive, FormatType::kPlusRw)) return offer->blocks;
+    if (burn.kind() == BurnKind::BdRe)
+        if (const auto found = FindBdReFormat(burn.drive)) return found->format.blocks;
+    return std::nullopt;
+}
+
 /// True once the disc was erased.
 bool ErasesDisc(DiscBurn& burn) {
     static constexpr PromptRow kErase{TextId::EraseItNow, Answer::Yes | Answer::No, Answer::No};
@@ -81,9 +92,8 @@ bool IsEmpty(DiscBurn& burn) {
 
 }  // namespace
 
-bool CheckDisc(DiscBurn& burn, bool needsCd) {
-    constexpr std::uint32_t kReadyPolls = 30;  // a disc that was just put in is there only after a while
-    static_cast<void>(WaitUntilReady(burn.drive, kReadyPolls, burn.untilCancelled()));
+bool CheckDisc(DiscBurn& burn, const BurnRequest& request) {
+    if (!WaitForDisc(burn.task, burn.drive)) return false;
     DriveEntry entry;
     ReadDiscSummary(burn.task.session.texts(), entry, burn.drive, SummaryParts::Everything);
     burn.type = entry.mediaType;
@@ -93,11 +103,11 @@ bool CheckDisc(DiscBurn& burn, bool needsCd) {
     if (burn.type == MediaType::DvdRDual && !burn.options.finalises) return Fail(burn, TextId::DualLayerUnfinalized);
     if (burn.kind() == BurnKind::BdRandom) return Fail(burn, TextId::RandomModeRefused, {name});
     if (burn.options.simulates && !MaySimulate(burn, name)) return false;
+    const SectorSource& source = request.source;
+    const bool needsCd = source.sectorSize != kSectorSize || (request.cd && request.cd->session.tracks.size() > 1);
     if (needsCd && burn.kind() != BurnKind::Cd) return Fail(burn, TextId::OnlyForCd);
-    if (burn.kind() == BurnKind::DvdRam && entry.totalBlocks < burn.blocks) {
-        ReportError(burn.task, ReportShortage(burn.task.session.texts(), burn.blocks, entry.totalBlocks));
-        return false;
-    }
+    burn.blocks = (source.sectorCount + burn.chunk() - 1) / burn.chunk() * burn.chunk();
+    if (const auto room = BlocksOnceErased(burn, entry); room && *room < burn.blocks) return FailShort(burn, *room);
     return IsEmpty(burn);
 }
 

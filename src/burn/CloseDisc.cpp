@@ -3,6 +3,7 @@
 
 #include "burn/DiscBurn.h"
 #include "burn/WriteParameters.h"
+#include "optical/DiscSummary.h"
 #include "optical/DiscTracks.h"
 #include "optical/SendCommand.h"
 
@@ -47,9 +48,11 @@ void StopBackgroundFormat(DiscBurn& burn) {
     if (SendClose(burn, kSession, kStopFormatPolls)) TellNote(burn.task, TextId::FormattingStopped);
 }
 
-/// Whether the medium may have changed. A first write that failed leaves a disc blank if no block was taken.
+/// Whether the medium may have changed. A first write that failed leaves a disc blank if no block was taken, and so may
+/// a track that is reserved.
 bool IsTouched(DiscBurn& burn) {
-    if (burn.written > 0 || burn.isAhead || !burn.hasTried) return burn.written > 0 || burn.isAhead;
+    if (burn.written > 0 || burn.isAhead) return true;
+    if (!burn.hasTried && !burn.hasReserved) return false;
     const auto disc = QueryDisc(burn.drive);
     return !disc || disc->status != DiscStatus::Blank;
 }
@@ -58,6 +61,16 @@ bool IsTouched(DiscBurn& burn) {
 
 bool Fail(DiscBurn& burn, TextId text, std::initializer_list<FormatArgument> arguments) {
     ReportError(burn.task, burn.task.session.texts().format(text, arguments));
+    return false;
+}
+
+bool FailShort(DiscBurn& burn, std::uint32_t available) {
+    ReportError(burn.task, ReportShortage(burn.task.session.texts(), burn.blocks, available));
+    return false;
+}
+
+bool FailCancelled(DiscBurn& burn) {
+    TellNote(burn.task, TextId::BurnCanceled);
     return false;
 }
 
@@ -100,7 +113,7 @@ void AbandonDisc(DiscBurn& burn) {
         isHeld && SendPlain(burn.drive, SynchronizeCache(Immed::Yes)) && WaitUntilReady(burn.drive, polls);
     if (burn.options.simulates) return;  // the disc is what it was
     const bool isClosed = isTouched && isWritten && row != std::end(kCloses) && row->track != 0 &&
-                          SendClose(burn, row->track, polls) && !burn.isAtOnce();
+                          SendClose(burn, row->track, polls) && !(burn.isAtOnce() && burn.hasTried);
     TellNote(burn.task, !isTouched ? TextId::BurnLeftUntouched
                         : isClosed ? TextId::BurnLeftOpen
                                    : TextId::BurnLeftUnusable);

@@ -52,6 +52,8 @@ struct DiscBurn {
     bool hasSheet = false;        // a CD's cue sheet was sent, or may have been
     bool isAhead = false;         // a CD was written to before block 0
     bool hasTried = false;        // a block was sent, whether it was taken or not
+    bool hasReserved = false;     // a track was
+    bool wasCancelled = false;    // as `isCancelled` keeps it
 
     BurnKind kind() const { return BurnKindOf(type); }
     /// Disc-at-once: the drive closes the disc itself.
@@ -60,9 +62,11 @@ struct DiscBurn {
     }
     /// Blocks that each write has: an ECC block of a DVD, a cluster of a BD.
     std::uint32_t chunk() const { return IsBd(type) ? 32 : 16; }
-    /// Lets a wait for the drive end when the task is cancelled.
+    /// Whether the user has cancelled. That stays so for this disc: the flag may be taken back, when drives share it.
+    bool isCancelled() { return wasCancelled = wasCancelled || task.flags.cancel; }
+    /// Lets a wait for the drive end when the burn is cancelled.
     WaitWatcher untilCancelled() {
-        return {this, [](void* self) { return !static_cast<DiscBurn*>(self)->task.flags.cancel; }};
+        return {this, [](void* self) { return !static_cast<DiscBurn*>(self)->isCancelled(); }};
     }
 };
 
@@ -80,6 +84,10 @@ enum class BurnPlace : std::uint8_t {
 
 /// Reports the sentence. Always false, so that a check ends with it.
 bool Fail(DiscBurn& burn, TextId text, std::initializer_list<FormatArgument> arguments = {});
+/// "There are not enough free blocks on media (...)."
+bool FailShort(DiscBurn& burn, std::uint32_t available);
+/// "The operation has been canceled.", without the error flag.
+bool FailCancelled(DiscBurn& burn);
 /// "Burning failed (4, 3a5b1c5b).": the step and the drive's last error.
 bool FailAtDrive(DiscBurn& burn, BurnPlace place);
 

@@ -5,14 +5,15 @@
 #include <optional>
 #include <vector>
 
+#include "base/Sectors.h"
 #include "burn/Format.h"
+#include "optical/DiscTracks.h"
 #include "optical/SendCommand.h"
 #include "optical/Speeds.h"
 
 namespace tovlark {
 namespace {
 
-constexpr std::uint32_t kSectorBytes = 2048;
 constexpr std::uint32_t kQuickSectors = 2048;  // zeros over these take every file system away
 // Polls of a second.
 constexpr std::uint32_t kMinimalBlankTries = 1200, kWholeBlankTries = 3600, kFormatTries = 600, kCloseTries = 480;
@@ -50,9 +51,7 @@ private:
     Outcome startBdReFormat(const BdReFormat& found, std::uint8_t& subType);
     Outcome wait(std::uint32_t tries, TextId failure);
     Outcome fail(TextId text);
-    bool isBlank();
     bool showsData();
-    std::optional<std::uint32_t> readCapacity();
     Outcome wipeIfNeeded(std::uint32_t blocks);
     Outcome writeZeros(std::uint32_t blocks, std::uint32_t blocksAtOnce);
     Outcome writeZeroChunk(std::uint32_t first, std::uint32_t blocks);
@@ -96,21 +95,14 @@ Outcome Eraser::wait(std::uint32_t tries, TextId failure) {
     return Outcome::Cancelled;
 }
 
-bool Eraser::isBlank() {
-    constexpr unsigned kStatus = 3;  // bits of byte 2; 0: blank (MMC-6 6.22.3.1)
-    std::array<std::byte, 42> buffer;
-    ReplyView reply;
-    return ReceiveData(drive_, ReadDiscInformation(buffer.size()), buffer, reply) && reply.has(3) &&
-           (reply.u8(2) & kStatus) == 0;
-}
-
 Outcome Eraser::blank() {
     constexpr std::uint8_t kWholeDisc = 0, kMinimal = 1;
     constexpr std::uint16_t kIncremental = 0x0021;
     if (!SendPlain(drive_, Blank(isFull() ? kWholeDisc : kMinimal, 0, Immed::Yes))) return fail(TextId::ErrorErasing);
     const Outcome outcome = wait(isFull() ? kWholeBlankTries : kMinimalBlankTries, TextId::ErrorErasing);
     if (outcome != Outcome::Done) return outcome;
-    if (!isBlank()) return fail(TextId::BlankCheckFailed);
+    const auto disc = QueryDisc(drive_);
+    if (!disc || disc->status != DiscStatus::Blank) return fail(TextId::BlankCheckFailed);
     if (!isFull() && type_ != MediaType::CdRw && !IsFeatureCurrent(drive_, kIncremental))
         task_.log.append(Text(task_.session.texts()[TextId::OnlyDiscAtOnce]));
     return Outcome::Done;
@@ -120,7 +112,7 @@ Outcome Eraser::blank() {
 Outcome Eraser::writeZeroChunk(std::uint32_t first, std::uint32_t blocks) {
     const Cdb write = Write10(Lba{static_cast<std::int32_t>(first)}, static_cast<std::uint16_t>(blocks));
     WriteRetry retry;
-    while (!SendData(drive_, write, std::span(zeros_).first(std::size_t{blocks} * kSectorBytes))) {
+    while (!SendData(drive_, write, std::span(zeros_).first(std::size_t{blocks} * kSectorSize))) {
         showProgress();
         if (task_.flags.cancel) return Outcome::Cancelled;
         if (!retry.waits(drive_)) return Outcome::Failed;
@@ -129,7 +121,7 @@ Outcome Eraser::writeZeroChunk(std::uint32_t first, std::uint32_t blocks) {
 }
 
 Outcome Eraser::writeZeros(std::uint32_t blocks, std::uint32_t blocksAtOnce) {
-    zeros_.assign(std::size_t{blocksAtOnce} * kSectorBytes, std::byte{0});
+    zeros_.assign(std::size_t{blocksAtOnce} * kSectorSize, std::byte{0});
     for (std::uint32_t first = 0; first < blocks;) {
         const std::uint32_t count = std::min(blocksAtOnce, blocks - first);
         const Outcome outcome = task_.flags.cancel ? Outcome::Cancelled : writeZeroChunk(first, count);
@@ -187,7 +179,7 @@ Outcome Eraser::erasePlusRw() {
 /// A format that tests nothing may leave on the disc what was written there. True when some of that comes first.
 bool Eraser::showsData() {
     constexpr std::uint16_t kBlocks = 32;  // boot sectors and volume descriptors
-    std::array<std::byte, std::size_t{kBlocks} * kSectorBytes> buffer;
+    std::array<std::byte, std::size_t{kBlocks} * kSectorSize> buffer;
     ReplyView reply;
     return ReceiveData(drive_, Read10(Lba{0}, kBlocks), buffer, reply) &&
            std::ranges::any_of(reply.bytes(), [](std::byte byte) { return byte != std::byte{0}; });
@@ -225,15 +217,6 @@ Outcome Eraser::startBdReFormat(const BdReFormat& found, std::uint8_t& subType) 
     return fail(TextId::ErrorFormatting);
 }
 
-/// Blocks of the disc as it is formatted now.
-std::optional<std::uint32_t> Eraser::readCapacity() {
-    std::array<std::byte, 8> buffer;
-    ReplyView reply;
-    if (!ReceiveData(drive_, ReadCapacity(), buffer, reply) || !reply.has(8) || reply.be32(4) != kSectorBytes)
-        return std::nullopt;
-    return reply.be32(0) + 1;
-}
-
 Outcome Eraser::eraseBdRe() {
     constexpr std::uint32_t kClusterBlocks = 32;
     const auto found = FindBdReFormat(drive_);
@@ -245,7 +228,7 @@ Outcome Eraser::eraseBdRe() {
     if (outcome != Outcome::Done) return outcome;
     // What no certification writes over is written over here.
     if (!isFull() || isCertified) return wipeIfNeeded(found->format.blocks);
-    const auto blocks = readCapacity();
+    const auto blocks = ReadDiscBlocks(drive_);
     if (!blocks) return fail(TextId::ErrorReadingCapacity);
     outcome = writeZeros(*blocks, kClusterBlocks);
     return outcome == Outcome::Done ? synchronize() : outcome;
@@ -284,6 +267,15 @@ Status Refuse(Task& task, MediaType type) {
 }
 
 }  // namespace
+
+bool WaitForDisc(Task& task, Drive drive) {
+    constexpr std::uint32_t kTries = 30;
+    const WaitWatcher watcher{&task, [](void* self) { return !static_cast<Task*>(self)->flags.cancel; }};
+    if (WaitUntilReady(drive, kTries, watcher) || task.flags.cancel || !IsOneOf(GetLastSense(drive), kStillWorking))
+        return true;
+    ReportError(task, Text(task.session.texts()[TextId::DriveStaysBusy]));
+    return false;
+}
 
 bool AskToErase(Task& task, const DriveEntry& entry, EraseMethod method) {
     constexpr std::size_t kYes = 0, kNo = 1;

@@ -13,6 +13,10 @@ struct EraseRequest {
     EraseMethod method = EraseMethod::Quick;
 };
 
+/// Waits for a disc that was just put in, which is there only after a while. False, after a message, when the drive is
+/// at work on it for longer than half a minute; without a disc true, and when the task is cancelled.
+[[nodiscard]] bool WaitForDisc(Task& task, Drive drive);
+
 /// Says what disc there is and how it is to be erased, warns, and asks. False, after a message, when it is not to be.
 [[nodiscard]] bool AskToErase(Task& task, const DriveEntry& entry, EraseMethod method);
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 
+#include "base/Sectors.h"
 #include "base/Stored.h"
 #include "optical/SendCommand.h"
 
@@ -36,6 +37,14 @@ std::optional<FormatOffer> FindFormat(Drive drive, std::uint8_t type) {
     return std::nullopt;
 }
 
+std::optional<std::uint32_t> ReadDiscBlocks(Drive drive) {
+    std::array<std::byte, 8> buffer;
+    ReplyView reply;
+    if (!ReceiveData(drive, ReadCapacity(), buffer, reply) || !reply.has(8) || reply.be32(4) != kSectorSize)
+        return std::nullopt;
+    return reply.be32(0) + 1;
+}
+
 bool StartFormat(Drive drive, const FormatRequest& request) {
     FormatList list;
     list.flags = kImmed;
@@ -55,7 +64,6 @@ std::optional<BdReFormat> FindBdReFormat(Drive drive) {
     constexpr std::uint16_t kFormattable = 0x0023;
     constexpr std::size_t kFeature = 8, kFlags = kFeature + 4;
     constexpr unsigned kCurrent = 0, kWithoutSpares = 3, kCertifies = 0;  // bits
-    constexpr std::uint32_t kBlockBytes = 2048;
     std::array<std::byte, 20> buffer;
     ReplyView reply;
     const bool isTold =
@@ -65,7 +73,7 @@ std::optional<BdReFormat> FindBdReFormat(Drive drive) {
     const bool hasNoSpares = isTold && reply.bit(kFlags, kWithoutSpares);
     auto offer = FindFormat(drive, hasNoSpares ? FormatType::kBdReNoSpares : FormatType::kBdReSpares);
     if (!offer) return std::nullopt;
-    if (hasNoSpares) offer->parameter = kBlockBytes;
+    if (hasNoSpares) offer->parameter = kSectorSize;
     return BdReFormat{*offer, canCertify};
 }
 

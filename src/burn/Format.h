@@ -33,6 +33,9 @@ struct FormatRequest {
 /// The first offer of that type; nothing when the drive has none or does not answer.
 std::optional<FormatOffer> FindFormat(Drive drive, std::uint8_t type);
 
+/// Blocks of the disc as it is formatted now; nothing when the drive does not tell or they are none of 2048 bytes.
+std::optional<std::uint32_t> ReadDiscBlocks(Drive drive);
+
 /// Starts formatting, which goes on after the command: `WaitUntilReady` waits for its end.
 [[nodiscard]] bool StartFormat(Drive drive, const FormatRequest& request);
 

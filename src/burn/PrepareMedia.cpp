@@ -47,11 +47,6 @@ constexpr KindRow kKinds[] = {{MediaType::CdR, BurnKind::Cd},
                               {MediaType::BdReTriple, BurnKind::BdRe},
                               {MediaType::BdReQuad, BurnKind::BdRe}};
 
-bool FailShort(DiscBurn& burn, std::uint32_t available) {
-    ReportError(burn.task, ReportShortage(burn.task.session.texts(), burn.blocks, available));
-    return false;
-}
-
 /// What the burn does without: told to the log, not to people.
 void LogWithout(DiscBurn& burn, TextView step) {
     burn.task.log.append(burn.task.session.texts().format(TextId::PlaceAndCode, {step, GetLastDriveError(burn.drive)}));
@@ -63,15 +58,19 @@ bool IsNextAddressRight(DiscBurn& burn) {
     return CheckNextWritableAddress(burn.task, burn.drive, burn.track, burn.start, burn.blocks);
 }
 
-void Reserve(DiscBurn& burn) {
-    if (!SendPlain(burn.drive, ReserveTrack(burn.blocks)))
-        LogWithout(burn, burn.task.session.texts()[TextId::ReserveZone]);
+/// The last step before the first write, and the last look at the cancel flag: a track that is reserved stays on the
+/// disc.
+bool Reserve(DiscBurn& burn) {
+    if (burn.isCancelled()) return FailCancelled(burn);
+    burn.hasReserved = SendPlain(burn.drive, ReserveTrack(burn.blocks));
+    if (!burn.hasReserved) LogWithout(burn, burn.task.session.texts()[TextId::ReserveZone]);
+    return true;
 }
 
 bool Format(DiscBurn& burn, const FormatRequest& request, std::uint32_t polls) {
     if (!StartFormat(burn.drive, request)) return Fail(burn, TextId::ErrorFormatting);
     if (WaitUntilReady(burn.drive, polls, burn.untilCancelled())) return true;
-    if (!burn.task.flags.cancel) return Fail(burn, TextId::ErrorFormatting);
+    if (!burn.isCancelled()) return Fail(burn, TextId::ErrorFormatting);
     TellNote(burn.task, TextId::BurnCanceled);
     TellNote(burn.task, TextId::EraseGoesOn);
     return false;
@@ -86,8 +85,7 @@ bool PrepareDvdR(DiscBurn& burn) {
     if (!burn.options.simulates && !SendPlain(burn.drive, SendOpcInformation()))
         LogWithout(burn, Opcode::SendOpcInformation);
     if (!SendTimestamp(burn.drive)) LogWithout(burn, Opcode::SendDiscStructure);
-    Reserve(burn);
-    return true;
+    return Reserve(burn);
 }
 
 /// The bordered area of a disc in restricted overwrite is made as large as it has to be.
@@ -129,11 +127,7 @@ bool PrepareDvdRam(DiscBurn& burn) {
     return Format(burn, {.format = *offer, .certify = Certify::No}, kRewritableFormatPolls);
 }
 
-bool PrepareDvdPlusR(DiscBurn& burn) {
-    if (!IsNextAddressRight(burn)) return false;
-    Reserve(burn);
-    return true;
-}
+bool PrepareDvdPlusR(DiscBurn& burn) { return IsNextAddressRight(burn) && Reserve(burn); }
 
 bool PrepareDvdPlusRw(DiscBurn& burn) {
     constexpr std::uint32_t kWholeDisc = 0xFFFFFFFF;  // MMC-6 6.5.4.2.14
@@ -154,7 +148,11 @@ bool PrepareBdPseudo(DiscBurn& burn) {
 bool PrepareBdRe(DiscBurn& burn) {
     const auto disc = QueryDisc(burn.drive);
     if (!disc) return Fail(burn, TextId::ErrorReadingMedia);
-    if (disc->status != DiscStatus::Blank) return true;  // it is formatted
+    if (disc->status != DiscStatus::Blank) {  // it is formatted
+        const auto blocks = ReadDiscBlocks(burn.drive);
+        if (!blocks) return Fail(burn, TextId::ErrorReadingCapacity);
+        return *blocks >= burn.blocks || FailShort(burn, *blocks);
+    }
     const auto found = FindBdReFormat(burn.drive);
     if (!found) return Fail(burn, TextId::ErrorReadingCapacity);
     if (found->format.blocks < burn.blocks) return FailShort(burn, found->format.blocks);

@@ -57,21 +57,21 @@ private:
         const SectorSource& source = request_.source;
         if (request_.abortQuestion.isAnsweredYes(task_)) return VerifyOutcome::Cancelled;
         const auto buffer = CreateBurnBuffer(task_, source);
-        if (buffer == nullptr) return task_.flags.cancel ? VerifyOutcome::Cancelled : VerifyOutcome::Failed;
+        if (buffer == nullptr) return VerifyOutcome::Failed;
         task_.session.beginStep(task_.session.texts()[TextId::VerifyingStep],
                                 std::uint64_t{source.sectorCount} * source.sectorSize);
         bool hasErrors = false;
         for (std::uint32_t done = 0; done < source.sectorCount;) {
             if (request_.abortQuestion.isAnsweredYes(task_)) return VerifyOutcome::Cancelled;
-            const std::uint32_t count = std::min(kChunk, source.sectorCount - done);
+            const std::uint32_t count = std::min(kChunk, endOfTrack(done) - done);
             const std::span<const std::byte> expected = buffer->lookAhead(scratch_, count);
             if (expected.empty()) {
-                if (task_.flags.cancel) continue;  // asked about above
+                if (!buffer->hasFailed()) continue;  // cancelled, which is asked about above
                 tell(TextId::ErrorReadingSource, done, count);
                 ReportFault(task_, buffer->fault());
                 return VerifyOutcome::Failed;
             }
-            const ChunkEnd end = compareChunk(done, count, expected);
+            const ChunkEnd end = compareChunk(done, count, expected, *buffer);
             if (end == ChunkEnd::Failed) return VerifyOutcome::Failed;
             hasErrors = hasErrors || end == ChunkEnd::Ignored;
             buffer->consume(count);
@@ -100,7 +100,13 @@ private:
         return Lba{static_cast<std::int32_t>(request_.start) + static_cast<std::int32_t>(sector)};
     }
 
-    ChunkEnd compareChunk(std::uint32_t first, std::uint32_t count, std::span<const std::byte> expected) {
+    std::uint32_t endOfTrack(std::uint32_t sector) const {
+        const auto next = std::ranges::upper_bound(request_.trackStarts, sector);
+        return next == request_.trackStarts.end() ? request_.source.sectorCount : *next;
+    }
+
+    ChunkEnd compareChunk(std::uint32_t first, std::uint32_t count, std::span<const std::byte> expected,
+                          BurnBuffer& buffer) {
         const std::span<std::byte> target = std::span(read_).first(expected.size());
         while (true) {
             if (!ReadSectors(reader_, placeOf(first), count, target)) {
@@ -112,6 +118,7 @@ private:
             }
             if (std::ranges::equal(target, expected)) return ChunkEnd::Same;
             tell(TextId::ErrorVerifyingData, first, count);
+            for (const Text& words : buffer.takeWarnings()) TellError(task_, words);  // may be the reason
             constexpr std::size_t kAbort = 0, kRetry = 1;
             const std::size_t answer =
                 task_.session.promptListed(task_.session.texts()[TextId::AbortRetryIgnore], kAbort);

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <mutex>
+#include <vector>
 
 #include "app/session/Task.h"
 #include "base/Msf.h"
@@ -28,6 +29,7 @@ struct VerifyRequest {
     SectorSource source;  // the one that was burned: it is read once more
     Lba start{0};         // where its first sector is on the disc
     AbortQuestion& abortQuestion;
+    std::vector<std::uint32_t> trackStarts = {};  // in the source, in order: no read of a CD goes from one to the next
 };
 
 enum class VerifyOutcome : std::uint8_t { Passed, WithErrors, Failed, Cancelled };

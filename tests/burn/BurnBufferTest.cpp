@@ -190,6 +190,10 @@ TEST_F(BurnBufferTest, CancellingEndsAWaitForASourceThatStalls) {
     for (std::uint32_t taken = 0; taken < 8192; taken += 16) ASSERT_TRUE(take(*buffer, 16));
     time.onSleep = [&] { fake.flags.cancel = true; };
     EXPECT_FALSE(take(*buffer, 16));
+    EXPECT_FALSE(buffer->hasFailed());
+    const auto next = CreateBurnBuffer(task, numbers.source(20'000));
+    ASSERT_NE(next, nullptr);
+    EXPECT_FALSE(next->hasFailed());
     numbers.allowed = 20'000;
 }
 

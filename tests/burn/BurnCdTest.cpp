@@ -16,7 +16,7 @@ const char kAudioSheet[] =
     "  TRACK 03 AUDIO\n    INDEX 00 00:10:50\n    INDEX 01 00:11:00\n";
 const char kMixedSheet[] =
     "FILE \"a.bin\" BINARY\n  TRACK 01 MODE1/2352\n    INDEX 01 00:00:00\n"
-    "  TRACK 02 AUDIO\n    INDEX 00 00:05:25\n    INDEX 01 00:06:00\n";
+    "  TRACK 02 AUDIO\n    INDEX 00 00:05:20\n    INDEX 01 00:06:00\n";
 const char kPlainAudioSheet[] = "FILE \"a.bin\" BINARY\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n";
 const char kRawDataSheet[] = "FILE \"a.bin\" BINARY\n  TRACK 01 MODE1/2352\n    INDEX 01 00:00:00\n";
 
@@ -101,7 +101,17 @@ TEST(BurnCd, AnAudioDiscHasItsPregapsIndexesCodesAndTexts) {
 
 TEST(BurnCd, DataBesideAudioAndRawDataAlone) {
     SheetBurn mixed(kMixedSheet);
+    constexpr std::uint32_t kAudio = 395;
+    bool endsAtTrack = false;
+    mixed.burner.hasSent = [&](PassThrough& command) {
+        if (command.cdb[0] != std::byte{0xBE}) return;
+        const auto at = [&](std::size_t index) { return std::to_integer<std::uint32_t>(command.cdb[index]); };
+        const std::uint32_t first = at(4) << 8 | at(5), end = first + at(8);
+        EXPECT_FALSE(first < kAudio && end > kAudio) << "drives end a read where data and audio meet";
+        endsAtTrack = endsAtTrack || end == kAudio;
+    };
     ASSERT_EQ(mixed.burn({.verifies = true}), Status::Ok) << mixed.burner.fake.streams.output;
+    EXPECT_TRUE(endsAtTrack);
     EXPECT_EQ(mixed.disc().tracks[0].control, 4);
     EXPECT_EQ(mixed.disc().tracks[0].blockBytes, kSector);
     EXPECT_TRUE(mixed.disc().tracks[1].isAudio());

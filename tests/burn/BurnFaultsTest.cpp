@@ -1,5 +1,6 @@
 // What goes wrong while a disc is burned, and how the disc, the drive and people come out of it.
 #include "burn/BurnerDrive.h"
+#include "burn/Erase.h"
 
 namespace tovlark {
 namespace {
@@ -70,8 +71,10 @@ constexpr FaultRow kFaults[] = {
 
     {"cancelled among the checks", Medium::DvdPlusR, 0x51, 0, 0, 0, 1, "", false, "The operation has been canceled.",
      ""},
-    {"cancelled at OPC", Medium::DvdR, 0x54, 0, 0, 0, 1, "mode opc stamp reserve", false,
-     "Nothing was written to the disc.", ""},
+    {"cancelled at OPC", Medium::DvdR, 0x54, 0, 0, 0, 1, "mode opc stamp", false, "Nothing was written to the disc.",
+     ""},
+    {"cancelled while it reserves", Medium::DvdPlusR, 0x53, 0, 0, 0, 1, "reserve sync close1", false,
+     "The disc was left open", ""},
     {"cancelled while it formats", Medium::BdRe, 0x04, 0, 0, 0, 1, "format49", false, "goes on by itself", ""},
     {"cancelled while it writes", Medium::DvdPlusR, 0x2A, 0, 0, 0, 10, "reserve write sync close1", false,
      "The disc was left open", ""},
@@ -139,6 +142,39 @@ TEST(BurnFaults, ADiscThatLacksABlockIsLeftAlone) {
             EXPECT_EQ(burner.says("There are not enough free blocks on media ("), missing > 0)
                 << burner.fake.streams.output;
         }
+}
+
+TEST(BurnFaults, ARewritableDiscThatIsTooSmallKeepsWhatItHolds) {
+    for (const Medium medium : {Medium::DvdRam, Medium::DvdPlusRw, Medium::BdRe}) {
+        SCOPED_TRACE(ToUtf8(FindRules(medium)->name));
+        BurnerDrive burner(medium, 992, 1024);
+        ASSERT_EQ(EraseDisc(burner.fake.task, {burner.opened.get()}), Status::Ok);
+        ASSERT_EQ(burner.loaded.write(0, 32, 'x'), 0u);
+        burner.commands.clear();
+        burner.fake.streams.input = "Yes\n";
+        EXPECT_EQ(burner.burn({}), Status::Failed);
+        EXPECT_TRUE(burner.says("There are not enough free blocks on media (")) << burner.fake.streams.output;
+        EXPECT_EQ(burner.commands, "");
+    }
+    BurnerDrive formatted(Medium::BdRe, 4000, 1024);
+    ASSERT_EQ(EraseDisc(formatted.fake.task, {formatted.opened.get()}), Status::Ok);
+    formatted.commands.clear();
+    formatted.hasSent = [](PassThrough& command) {  // some of its blocks are spare areas
+        if (command.cdb[0] == std::byte{0x25} && command.dataBytes == 8)
+            std::ranges::copy(std::initializer_list{std::byte{0}, std::byte{0}, std::byte{3}, std::byte{0xDF}},
+                              command.data);
+    };
+    EXPECT_EQ(formatted.burn({}), Status::Failed);
+    EXPECT_TRUE(formatted.says("There are not enough free blocks on media (")) << formatted.fake.streams.output;
+    EXPECT_EQ(formatted.commands, "");
+}
+
+TEST(BurnFaults, ADriveThatStaysBusyIsNotTakenForABadDisc) {
+    BurnerDrive burner(Medium::BdRe);
+    burner.refuses = [](std::uint8_t, int) { return 0x020404u; };
+    EXPECT_EQ(burner.burn({}), Status::Failed);
+    EXPECT_EQ(burner.fake.streams.output,
+              "The drive is still at work on the disc. Please wait until it is ready and retry.\r\n");
 }
 
 TEST(BurnFaults, ADriveThatWouldWriteElsewhereIsNotWrittenTo) {

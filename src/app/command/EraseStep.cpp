@@ -6,16 +6,7 @@
 #include "simdrive/DriveSource.h"
 
 namespace tovlark {
-namespace {
-
-/// A disc that was just put in is there only after a while.
-void WaitForDisc(Task& task, Drive drive) {
-    constexpr std::uint32_t kTries = 30;
-    const WaitWatcher watcher{&task, [](void* self) { return !static_cast<Task*>(self)->flags.cancel; }};
-    static_cast<void>(WaitUntilReady(drive, kTries, watcher));
-}
-
-}  // namespace
+namespace {}  // namespace
 
 Status EraseDiscIn(Task& task, char16_t letter, EraseMethod method) {
     const Texts& texts = task.session.texts();
@@ -28,7 +19,7 @@ Status EraseDiscIn(Task& task, char16_t letter, EraseMethod method) {
         return Status::Failed;
     }
     const Drive drive = opened.get();
-    WaitForDisc(task, drive);
+    if (!WaitForDisc(task, drive)) return Status::Failed;
     DriveEntry entry;
     entry.letter = letter;
     ReadDiscSummary(texts, entry, drive, SummaryParts::Everything);
