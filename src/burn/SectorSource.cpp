@@ -59,7 +59,7 @@ void FileSource::add(const SourceExtent& extent) {
     const auto sectors =
         static_cast<std::uint32_t>(std::min<std::uint64_t>(extent.sectorCount, kMostSectors - sectorCount_));
     if (sectors == 0) return;
-    Place& place = places_.emplace_back(sectorCount_, extent);
+    Place& place = places_.emplace_back(Place{sectorCount_, extent});
     place.extent.sectorCount = sectors;
     sectorCount_ += sectors;
 }
