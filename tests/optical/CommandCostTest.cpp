@@ -11,7 +11,7 @@ namespace {
 std::size_t allocations = 0;
 }
 
-void* operator new(std::size_t size) {
+[[gnu::noinline]] void* operator new(std::size_t size) {
     ++allocations;
     if (void* const memory = std::malloc(size != 0 ? size : 1)) return memory;
     throw std::bad_alloc();
