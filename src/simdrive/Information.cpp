@@ -162,7 +162,7 @@ Refusal PutPhysicalFormat(const DiscState& state, Reply& reply) {
     return {};
 }
 
-/// Where the first layer of a blank DVD+R DL ends can be said once; both are as long then (MMC-6 6.22.3.2.20).
+/// Where the first layer of a blank DVD+R DL ends can be said once; both are as long then.
 bool CanMoveLayerBoundary(const DiscState& state) { return state.isBlank() && state.blocks == state.rules->blocks; }
 
 Refusal MoveLayerBoundary(SimDrive& drive, Request& request) {
@@ -196,7 +196,7 @@ Refusal ReadFormatCapacities(SimDrive& drive, Request& request) {
         rules.formats.empty() || rules.access == Access::Sequential ? !state.isBlank() : state.formattedBlocks > 0;
     const std::uint32_t now = isFormatted && state.formattedBlocks > 0 ? state.formattedBlocks : state.blocks;
     Reply reply;
-    // Of a border that is not complete nobody knows yet how long it gets (MMC-6 6.23.3.2.1).
+    // Of a border that is not complete nobody knows yet how long it gets (MMC-5 6.24.3.2.1).
     reply.put(4, 0).put(4, isIntermediate ? state.blocks : now);
     reply.put(1, isIntermediate ? kUnknown : isFormatted ? kFormatted : kUnformatted).put(3, 2048);
     for (const std::uint8_t type : rules.formats) {

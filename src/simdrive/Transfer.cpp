@@ -135,7 +135,7 @@ Refusal WriteRigid(SimDrive& drive, Request& request, std::int32_t block, std::u
     const std::uint32_t ecc = state.rules->eccBlocks;
     if (state.tracks.empty()) return kNotFormatted;
     DiscTrack& track = state.tracks[0];
-    // A border that is not complete grows as it is written on (MMC-6 6.5.4.2.10).
+    // A border that is not complete grows as it is written on (MMC-5 6.5.4.2.10).
     const std::uint32_t end = track.state == TrackState::Complete ? track.size : state.blocks;
     if (block < 0 || std::uint64_t(block) + count > end) return kBlockOutOfRange;
     if (static_cast<std::uint32_t>(block) % ecc != 0 || count % ecc != 0) return kInvalidField;

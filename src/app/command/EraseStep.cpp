@@ -6,7 +6,6 @@
 #include "simdrive/DriveSource.h"
 
 namespace tovlark {
-namespace {}  // namespace
 
 Status EraseDiscIn(Task& task, char16_t letter, EraseMethod method) {
     const Texts& texts = task.session.texts();

@@ -36,6 +36,7 @@ std::size_t TakeCommand(CommandContext& context, Words words) {
 constexpr auto kSource = &CommandRequest::source;
 constexpr auto kTarget = &CommandRequest::target;
 
+// Switches of the compilation stand together: `ChangesCompilation`.
 constexpr OptionRow kOptions[] = {
     {u"-r", u"", SetSwitch<Switch::Recursive>},
     {u"-y", u"", AssumeYesSwitch},
