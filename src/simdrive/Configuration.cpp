@@ -47,7 +47,7 @@ const std::vector<Feature>& Features() {
         {0x0051, 0, false, {1, 0, 1, 0}},    // HD DVD write
         {0x0100, 0, true, {}},               // power management
         {0x0105, 1, true, {0, 0, 0, 0}},     // time-outs
-        {0x0107, 4, true, {0x1A, 0, 0, 0}},  // streaming: buffer capacity, speeds, performance
+        {0x0107, 4, true, {0x1B, 0, 0, 0}},  // streaming: buffer capacity, speeds, performance, WRITE(12)
     };
     return features;
 }
