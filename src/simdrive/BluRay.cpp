@@ -8,7 +8,7 @@ namespace tovlark {
 namespace {
 
 constexpr std::uint32_t kCluster = 32;
-constexpr Refusal kCannotFormat{5, 0x30, 0x06}, kNoSpareLeft{3, 0x32, 0x00};
+constexpr Refusal kCannotFormat{5, 0x30, 0x06};
 
 /// The share of a disc that so many clusters are on one of 25 GB.
 constexpr std::uint32_t Share(std::uint32_t blocks, std::uint64_t clusters) {
@@ -148,8 +148,7 @@ Refusal BdDiscStructure(SimDrive& drive, Request& request) {
 bool VerifiesWrites(const SimDrive& drive, const Request& request) {
     const DiscState& state = drive.disc->state;
     const bool isStreaming = request.cdb[0] == 0xAA && (request.cdb[10] & 0x80) != 0;
-    return state.rules->isBd() && state.rules->access == Access::Overwrite && !isStreaming &&
-           state.formattedBlocks < state.blocks / kCluster * kCluster;
+    return state.rules->isBd() && !isStreaming && state.capacity() < state.blocks / kCluster * kCluster;
 }
 
 Refusal WritePseudo(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {

@@ -60,9 +60,12 @@ bool IsCurrent(const SimDrive& drive, const Feature& feature) {
 }
 
 void PutProfiles(const SimDrive& drive, Reply& reply) {
-    for (const MediumRules& rules : MediaRules()) {
-        const bool isLoaded = drive.disc != nullptr && !drive.isTrayOpen && drive.rules().profile == rules.profile;
-        reply.put(2, rules.profile).put(1, isLoaded).put(1, 0);
+    const auto media = MediaRules();
+    for (auto rules = media.begin(); rules != media.end(); ++rules) {
+        // Several media share a profile.
+        if (std::ranges::find(media.begin(), rules, rules->profile, &MediumRules::profile) != rules) continue;
+        const bool isLoaded = drive.disc != nullptr && !drive.isTrayOpen && drive.rules().profile == rules->profile;
+        reply.put(2, rules->profile).put(1, isLoaded).put(1, 0);
     }
 }
 
@@ -135,7 +138,7 @@ void FillCapabilities(const SimDrive& drive, std::vector<std::uint8_t>& page) {
     put(8, speeds.empty() ? 0 : speeds.front());
     put(12, kBufferBytes / 1024);
     put(14, ReadSpeedOf(drive));
-    put(18, WriteSpeedOf(drive));
+    put(18, speeds.empty() ? 0 : speeds.front());
     put(20, WriteSpeedOf(drive));
     put(28, WriteSpeedOf(drive));
     put(30, static_cast<std::uint32_t>(speeds.size()));

@@ -261,6 +261,7 @@ Refusal GetEventStatus(SimDrive& drive, Request& request) {
     constexpr std::uint8_t kClasses[] = {kOperational, kPower, kMedia, kBusy};
     constexpr std::uint8_t kSupported = 1 << kOperational | 1 << kPower | 1 << kMedia | 1 << kBusy;
     if ((request.cdb[1] & 1) == 0) return kInvalidField;  // asynchronous events
+    const std::uint32_t allocated = request.be(7, 2);
     const std::uint64_t now = drive.nanoseconds(), busyFor = drive.runningUntil > now ? drive.runningUntil - now : 0;
     const bool isBusy = drive.running && busyFor > 0;
     const auto hasEvent = [&](std::uint8_t kind) {
@@ -276,13 +277,14 @@ Refusal GetEventStatus(SimDrive& drive, Request& request) {
     if (told == kOperational) reply.put(4, 0);
     if (told == kPower) reply.put(4, 0x00010000);  // active
     if (told == kMedia)
-        reply.put(1, std::exchange(drive.mediaEvent, std::uint8_t{0}))
+        // The header alone tells of no event: it stays (MMC-6 6.6.2).
+        reply.put(1, allocated <= 4 ? drive.mediaEvent : std::exchange(drive.mediaEvent, std::uint8_t{0}))
             .put(1, (isIn ? 2 : 0) | (drive.isTrayOpen ? 1 : 0))
             .put(2, 0);
     if (told == kBusy)
         reply.put(1, isBusy).put(1, isBusy).put(
             2, std::min<std::uint64_t>(busyFor / (100 * kMillisecond), 0xFFFF));  // in 100 ms
-    return Answer(request, reply, request.be(7, 2));
+    return Answer(request, reply, allocated);
 }
 
 Refusal MechanismStatus(SimDrive& drive, Request& request) {

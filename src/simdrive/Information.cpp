@@ -275,8 +275,8 @@ Refusal ReadDiscInformation(SimDrive& drive, Request& request) {
 
 Refusal ReadTrackInformation(SimDrive& drive, Request& request) {
     const DiscState& state = drive.state();
-    if ((request.cdb[1] & 4) != 0) return kInvalidField;
     const std::uint8_t kind = request.cdb[1] & 3;
+    if ((request.cdb[1] & 4) != 0 || kind == 3) return kInvalidField;
     const std::uint32_t address = request.be(2, 4);
     const DiscTrack* track = AddressedTrack(state, kind, address);
     // A disc that is to be formatted first is one blank track.

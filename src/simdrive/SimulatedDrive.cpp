@@ -124,9 +124,8 @@ void Close(void* self) {
     SimDrive& drive = opened->drive;
     FlushLog(*opened);
     if (drive.disc != nullptr) {
-        // What was not finished is not on the disc.
-        if (drive.isTestWrite || !drive.cues.empty()) drive.state() = drive.beforeWrite;
-        drive.isTestWrite = false;
+        // A test leaves nothing; a session that was announced and not finished spoils the disc.
+        if (drive.isTestWrite || !drive.cues.empty()) static_cast<void>(Flush(drive));
         AdvanceBackground(drive);
         static_cast<void>(drive.disc->save().failed());  // the last state that was kept stays
     }

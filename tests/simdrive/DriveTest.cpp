@@ -91,6 +91,7 @@ TEST(DriveCommands, AreRefusedAsHardwareRefusesThem) {
                           {"sub-channels", {0xBE, 0, 0, 0, 0, 0, 0, 0, 1, 0xF8, 1}, 0x053002},
                           {"close function of another medium", {0x5B, 0, 3}, 0x052400},
                           {"track 9", {0x52, 1, 0, 0, 0, 9, 0, 0, 48}, 0x052400},
+                          {"track by nothing known", {0x52, 3, 0, 0, 0, 1, 0, 0, 48}, 0x052400},
                           {"TOC of a blank disc", {0x43, 0, 0, 0, 0, 0, 0, 0, 20}, 0x052400},
                           {"reserve of more than there is", {0x53, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF}, 0x052400},
                           {"verify of nothing", {0x2F, 0, 0, 0, 0, 0, 0, 0, 1}, 0x052100}};

@@ -60,8 +60,17 @@ TEST(Faults, DefectManagementReplacesWhatCannotBeWritten) {
     on.drive.faults.writeErrors = {{40, 40}};
     ASSERT_EQ(on.format(0xFFFFFFFF, 0x30), kOk);
     EXPECT_EQ(on.write(32, 32, 'b'), kOk);
+    on.drive.faults.writeErrors = {{40, 40}, {64, 32 * 8 - 1}};
+    EXPECT_EQ(on.write(32 * 5, 32, 'b'), kOk);
+    EXPECT_EQ(on.write(32 * 7, 32, 'b'), 0x033200u) << "there are six spare clusters";
+    on.drive.faults.writeErrors = {{40, 40}};
     ASSERT_EQ(on.format(0xFFFFFFFF, 0x31), kOk);
     EXPECT_EQ(on.write(32, 32, 'b'), 0x030C00u) << "no spare areas";
+    LoadedDrive once(Medium::BdR);
+    once.drive.faults.writeErrors = {{40, 40}};
+    EXPECT_EQ(once.write(32, 32, 'b'), 0x052102u);
+    ASSERT_EQ(once.format(0xFFFFFFFF, 0x32, 0, 1), kOk);
+    EXPECT_EQ(once.write(0, 64, 'b'), kOk) << "a BD-R with spare areas";
 }
 
 TEST(Faults, ADriveIsBusyForAWhileOrForGood) {
