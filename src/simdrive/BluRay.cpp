@@ -58,9 +58,12 @@ void PutDiscInformation(const DiscState& state, Reply& reply) {
     std::ranges::copy(kMaker, reply.bytes.begin() + static_cast<std::ptrdiff_t>(start + 100));
 }
 
-void PutSpareAreas(const DiscState& state, Reply& reply) {
-    const std::uint32_t spare = state.formattedBlocks > 0 ? state.blocks - state.formattedBlocks : 0;
-    reply.put(4, 0).put(4, spare).put(4, spare);
+void PutSpareAreas(const SimDrive& drive, Reply& reply) {
+    const DiscState& state = drive.disc->state;
+    const auto blocks = [](std::int64_t clusters) { return static_cast<std::uint32_t>(clusters) * kCluster; };
+    reply.put(4, 0)
+        .put(4, blocks(std::max<std::int64_t>(FreeSpares(drive, state.capacity()), 0)))
+        .put(4, blocks(SpareClusters(state)));
 }
 
 }  // namespace
@@ -134,7 +137,7 @@ Refusal BdDiscStructure(SimDrive& drive, Request& request) {
     else if (format == kCartridge && isRecordable)
         reply.put(4, 0);
     else if (format == kSpareAreas && isRecordable)
-        PutSpareAreas(state, reply);
+        PutSpareAreas(drive, reply);
     else if (format == kFormatList) {
         reply.put(1, 0).put(1, 0x40).put(2, 4100);
         if (isRecordable) reply.put(1, kCartridge).put(1, 0x40).put(2, 8).put(1, kSpareAreas).put(1, 0x40).put(2, 16);
@@ -148,7 +151,38 @@ Refusal BdDiscStructure(SimDrive& drive, Request& request) {
 bool VerifiesWrites(const SimDrive& drive, const Request& request) {
     const DiscState& state = drive.disc->state;
     const bool isStreaming = request.cdb[0] == 0xAA && (request.cdb[10] & 0x80) != 0;
-    return state.rules->isBd() && !isStreaming && state.capacity() < state.blocks / kCluster * kCluster;
+    return state.rules->isBd() && !isStreaming && SpareClusters(state) > 0;
+}
+
+std::int64_t SpareClusters(const DiscState& state) {
+    return std::int64_t{state.blocks / kCluster} - (state.capacity() + kCluster - 1) / kCluster;
+}
+
+std::int64_t FreeSpares(const SimDrive& drive, std::int64_t end) {
+    std::vector<BlockRange> ranges = drive.faults.writeErrors;
+    std::ranges::sort(ranges, {}, &BlockRange::first);
+    std::int64_t left = SpareClusters(drive.disc->state), next = 0;  // the cluster that was not looked at
+    for (const BlockRange& range : ranges) {
+        if (range.first >= end) break;
+        const std::int64_t first = std::max<std::int64_t>(range.first / kCluster, next);
+        next = std::max(next, (std::min<std::int64_t>(range.last, end - 1)) / kCluster + 1);
+        left -= std::max<std::int64_t>(next - first, 0);
+    }
+    return left;
+}
+
+Refusal WriteOnce(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {
+    const auto first = static_cast<std::uint32_t>(block), end = first + count;
+    const std::uint32_t from = first / kCluster + (drive.begunCluster == block ? 1 : 0);
+    const std::uint32_t clusters = std::max(from, (end + kCluster - 1) / kCluster) - from;
+    bool isRecorded = false;
+    if (drive.disc->readRecorded(from, clusters, isRecorded).failed()) return kFileFailed;
+    if (isRecorded) return kWrongWriteAddress;
+    if (const Refusal refusal = Store(drive, request, drive.state().tracks[0], block, count * 2048)) return refusal;
+    if (drive.disc->markRecorded(from, clusters).failed()) return kFileFailed;
+    drive.begunCluster.reset();
+    if (end % kCluster != 0) drive.begunCluster = static_cast<std::int32_t>(end);
+    return {};
 }
 
 Refusal WritePseudo(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count) {

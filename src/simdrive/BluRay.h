@@ -30,6 +30,15 @@ Refusal BdDiscStructure(SimDrive& drive, Request& request);
 /// True when each cluster is read again after it was written: spare areas are there and the host does not stream.
 bool VerifiesWrites(const SimDrive& drive, const Request& request);
 
+/// The part of a BD that was set apart as spare, and what of it is left when every cluster with a planted write error
+/// below `end` was replaced; less than none when they do not do. In clusters.
+std::int64_t SpareClusters(const DiscState& state);
+std::int64_t FreeSpares(const SimDrive& drive, std::int64_t end);
+
+/// Writes blocks of a BD-R in random recording mode, where each cluster takes data once: the rest of one that was begun
+/// only right behind them, and not any more once the cache was emptied (MMC-6 5.3.15).
+Refusal WriteOnce(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count);
+
 /// Writes blocks that are recorded on a disc with pseudo-overwrite. The new ones take the place of the next ones of
 /// the last open track, whose next writable address moves on by whole clusters.
 Refusal WritePseudo(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count);

@@ -1,6 +1,7 @@
 // What the drive is and how it is set: features, mode pages, speeds.
 #include <algorithm>
 
+#include "simdrive/BluRay.h"
 #include "simdrive/Drive.h"
 
 namespace tovlark {
@@ -29,6 +30,7 @@ const std::vector<Feature>& Features() {
         {0x0021, 1, false, {1, 0, 1, 1, 16, 0, 0, 0}},              // incremental: blocks of type 8, linked by 16
         {0x0023, 1, false, {0x0B, 0, 0, 0, 1, 0, 0, 0}},            // formattable: BD-RE without spares, certified; RRM
         {0x0024, 0, false, {0, 0, 0, 0}},                           // defect management
+        {0x0025, 0, false, {0, 0, 8, 0, 0, 32, 1, 0}},              // write once, in clusters of 32
         {0x002A, 0, false, {1, 0, 0, 0}},                           // DVD+RW
         {0x002B, 0, false, {1, 0, 0, 0}},                           // DVD+R
         {0x002C, 0, false, {3, 0, 0, 0}},                           // rigid overwrite: intermediate state, blanks
@@ -56,6 +58,8 @@ bool IsCurrent(const SimDrive& drive, const Feature& feature) {
     if (feature.isPersistent) return true;
     if (drive.disc == nullptr || drive.isTrayOpen) return false;
     if (feature.code == 0x0021 && drive.disc->state.isQuickBlanked) return false;
+    if (feature.code == 0x0024 && drive.rules().profile == 0x0041 && SpareClusters(drive.disc->state) <= 0)
+        return false;
     return std::ranges::find(drive.rules().features, feature.code) != drive.rules().features.end();
 }
 
@@ -259,6 +263,37 @@ Refusal ModeSelect(SimDrive& drive, Request& request) {
     return {};
 }
 
+namespace {
+
+/// A part of a disc whose speed (1000 bytes a second) changes evenly from its first block to its last.
+struct Zone {
+    std::uint32_t first, last, firstSpeed, lastSpeed;
+};
+
+std::vector<Zone> ZonesOf(const SimDrive& drive, Pass pass) {
+    constexpr std::uint32_t kPieces = 16;  // of a layer, close enough to the curve
+    const std::uint32_t speed = pass == Pass::Write ? WriteSpeedOf(drive) : ReadSpeedOf(drive);
+    const std::uint32_t blocks = drive.disc->state.blocks,
+                        piece = std::max(blocks / drive.rules().layers / kPieces, 1u);
+    const auto speedAt = [&](std::uint32_t block) {
+        return static_cast<std::uint32_t>(RateAt(drive.rules(), pass, speed, block) / 1000);
+    };
+    std::vector<Zone> zones;
+    for (std::uint32_t first = 0; first < blocks; first += piece) {
+        const std::uint32_t last = std::min(first + piece, blocks) - 1;
+        const Zone zone{first, last, speedAt(first), speedAt(last)};
+        const bool goesOn = !zones.empty() && zones.back().firstSpeed == zone.lastSpeed &&
+                            zone.firstSpeed == zone.lastSpeed && zones.back().lastSpeed == zone.lastSpeed;
+        if (goesOn)
+            zones.back().last = last;
+        else
+            zones.push_back(zone);
+    }
+    return zones;
+}
+
+}  // namespace
+
 Refusal GetPerformance(SimDrive& drive, Request& request) {
     const std::uint32_t most = request.be(8, 2);
     const std::uint8_t kind = request.cdb[10], dataType = request.cdb[1] & 0x1F;
@@ -271,9 +306,9 @@ Refusal GetPerformance(SimDrive& drive, Request& request) {
     std::uint32_t available = 0;
     if (kind == 0) {
         if ((dataType & 3) != 0) return kInvalidField;
-        const std::uint32_t speed = isWrite ? WriteSpeedOf(drive) : ReadSpeedOf(drive);
-        available = 1;
-        if (most > 0) reply.put(4, 0).put(4, speed).put(4, last).put(4, speed);
+        for (const Zone& zone : ZonesOf(drive, isWrite ? Pass::Write : Pass::Read))
+            if (available++ < most)
+                reply.put(4, zone.first).put(4, zone.firstSpeed).put(4, zone.last).put(4, zone.lastSpeed);
     } else {
         for (const std::uint32_t speed : SpeedsOf(drive))
             if (available++ < most) reply.put(1, 0).put(3, 0).put(4, last).put(4, ReadSpeedOf(drive)).put(4, speed);

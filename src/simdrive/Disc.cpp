@@ -19,6 +19,7 @@ constexpr std::size_t kMostTracks = 254, kMostIndexes = 98, kMostCdText = 8 * 25
 constexpr std::uint32_t kMostBlocks = 1 << 26;
 constexpr std::int32_t kLowestBlock = -150;  // of a CD's first pre-gap
 constexpr std::uint32_t kLargestBlock = 2352 + kSubchannelBytes;
+constexpr std::byte kRecorded{1};  // of the map of clusters
 
 struct StoredHead {
     std::array<char, 8> magic = kMagic;
@@ -205,6 +206,11 @@ bool Unpack(std::span<const std::byte> slot, DiscState& state, std::uint64_t& se
     return UnpackLists(slot.first(bytes).subspan(sizeof disc), disc.trackCount, state) && IsSound(state);
 }
 
+/// A byte for each cluster, behind all blocks.
+std::uint64_t PlaceOfMap(const DiscState& state, std::uint32_t cluster) {
+    return kDataOffset + (std::uint64_t{state.blocks} - kLowestBlock) * kLargestBlock + cluster;
+}
+
 std::uint64_t SlotOf(std::uint64_t sequence) { return kSlotOffset + sequence % 2 * kSlotBytes; }
 
 /// A track's blocks lie one after the other from where whole CD blocks would put its first.
@@ -326,6 +332,18 @@ SystemError Disc::write(const DiscTrack& track, std::int32_t block, std::span<co
 SystemError Disc::clear() {
     isChanged_ = true;
     return file_.setSize(kDataOffset);
+}
+
+SystemError Disc::readRecorded(std::uint32_t cluster, std::uint32_t count, bool& isAny) const {
+    std::vector<std::byte> map(count);
+    const SystemError error = file_.readAt(PlaceOfMap(state, cluster), map);
+    isAny = std::ranges::find(map, kRecorded) != map.end();
+    return error;
+}
+
+SystemError Disc::markRecorded(std::uint32_t cluster, std::uint32_t count) {
+    isChanged_ = true;
+    return file_.writeAt(PlaceOfMap(state, cluster), std::vector<std::byte>(count, kRecorded));
 }
 
 }  // namespace tovlark

@@ -93,6 +93,9 @@ public:
     SystemError write(const DiscTrack& track, std::int32_t block, std::span<const std::byte> bytes);
     /// Drops all data; to be followed by writing only.
     SystemError clear();
+    /// Of a disc whose clusters can be recorded once, in any order: whether one of these is, and that they all are.
+    SystemError readRecorded(std::uint32_t cluster, std::uint32_t count, bool& isAny) const;
+    SystemError markRecorded(std::uint32_t cluster, std::uint32_t count);
 
     /// Changes with each state that is kept.
     std::uint64_t stamp() const { return sequence_; }

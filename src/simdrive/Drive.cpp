@@ -168,6 +168,7 @@ void LoadDisc(SimDrive& drive, std::unique_ptr<Disc> disc) {
     drive.isTestWrite = false;
     drive.motion = {};
     drive.position = 0;
+    drive.begunCluster.reset();
     drive.backgroundSince = 0;
     drive.running = {};
     drive.mediaEvent = drive.disc != nullptr ? 2 : 3;
@@ -181,6 +182,7 @@ void LoadDisc(SimDrive& drive, std::unique_ptr<Disc> disc) {
 Refusal TestUnitReady(SimDrive&, Request&) { return {}; }
 
 Refusal RequestSense(SimDrive& drive, Request& request) {
+    if ((request.cdb[1] & 1) != 0) return kInvalidField;  // sense data with descriptors
     Refusal refusal = std::exchange(drive.last, {});
     if (!refusal) refusal = Obstacle(drive, Needs::Attention);
     if (!refusal && drive.disc != nullptr && drive.state().background == BackgroundFormat::Running) {

@@ -135,8 +135,10 @@ struct SimDrive {
     std::int32_t cueNext = 0;
     CdTextReader cueText;
     std::int32_t position = 0;  // block that was read last
-    bool isTestWrite = false;   // what is being written does not stay
-    DiscState beforeWrite;      // of a test, or of a session with a cue sheet: to go back to
+    // In random recording mode: where the cluster goes on that was begun and waits in the buffer.
+    std::optional<std::int32_t> begunCluster;
+    bool isTestWrite = false;  // what is being written does not stay
+    DiscState beforeWrite;     // of a test, or of a session with a cue sheet: to go back to
 
     std::uint64_t nanoseconds() const { return clock->milliseconds(clock->self) * kMillisecond; }
     DiscState& state() { return disc->state; }

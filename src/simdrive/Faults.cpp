@@ -143,14 +143,7 @@ Refusal WriteFault(SimDrive& drive, const Request& request, std::int64_t block, 
     std::int64_t first = 0;
     if (Overlap(drive.faults.writeErrors, block, count, first) == 0) return {};
     if (!VerifiesWrites(drive, request)) return kWriteError;
-    // Clusters with such blocks take the spare ones in the order of their addresses.
-    const DiscState& state = drive.state();
-    const std::uint32_t cluster = state.rules->eccBlocks;
-    const std::int64_t last = block + count - 1;
-    std::int64_t used = 0;
-    for (const BlockRange& range : drive.faults.writeErrors)
-        if (range.first <= last) used += std::min<std::int64_t>(range.last, last) / cluster - range.first / cluster + 1;
-    return used > (state.blocks - state.capacity()) / cluster ? kNoSpareLeft : Refusal{};
+    return FreeSpares(drive, block + count) < 0 ? kNoSpareLeft : Refusal{};
 }
 
 }  // namespace tovlark

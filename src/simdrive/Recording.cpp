@@ -142,6 +142,7 @@ Refusal StartOver(SimDrive& drive, DiscState state) {
     drive.disc->state = std::move(state);
     drive.cues.clear();
     drive.isTestWrite = false;
+    drive.begunCluster.reset();
     drive.motion.hasLostStream = false;
     if (const Refusal refusal = Keep(drive)) return refusal;
     ChooseWriteType(drive);
@@ -228,6 +229,7 @@ std::uint64_t FlushTime(const SimDrive& drive) {
 Refusal Flush(SimDrive& drive) {
     DiscState& state = drive.state();
     WriteOn(drive, FlushTime(drive));
+    drive.begunCluster.reset();
     drive.motion.hasLostStream = false;
     if (!drive.cues.empty() && !drive.isTestWrite && !IsCueUnwritten(drive)) {
         drive.cues.clear();

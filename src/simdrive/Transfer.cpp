@@ -122,6 +122,7 @@ Refusal WriteOver(SimDrive& drive, Request& request, std::int32_t block, std::ui
     if (state.isFinal) return kUnsuitableFormat;
     if (state.formattedBlocks == 0 || state.tracks.empty()) return kNotFormatted;
     if (block < 0 || std::uint64_t(block) + count > state.formattedBlocks) return kBlockOutOfRange;
+    if (state.rules->isRandomBdR()) return WriteOnce(drive, request, block, count);
     if (const Refusal refusal = Store(drive, request, state.tracks[0], block, count * kUserBytes)) return refusal;
     // What the host writes where the background format is at, needs none.
     const std::uint32_t first = static_cast<std::uint32_t>(block);
@@ -328,6 +329,7 @@ Refusal Verify(SimDrive& drive, Request& request) {
     while (left > 0) {
         const DiscTrack* track = nullptr;
         if (const Refusal refusal = FindReadable(drive.state(), block, track)) return refusal;
+        if (track->isAudio()) return kWrongTrackMode;
         const auto count = static_cast<std::uint32_t>(
             ReadableBlocks(drive, block, std::min(left, static_cast<std::uint32_t>(ReadableEnd(*track) - block))));
         if (count == 0) return kReadError;

@@ -32,7 +32,7 @@ TEST(BluRay, EveryMediumTellsWhatItIs) {
     };
     const Case cases[] = {{Medium::BdR, 0x41, "DIBDR1", 0x21},         {Medium::BdRPseudo, 0x41, "DIBDR1", 0x38},
                           {Medium::BdRRandom, 0x42, "DIBDR1", 0x24},   {Medium::BdRDlPseudo, 0x41, "DIBDR2", 0x38},
-                          {Medium::BdRTlRandom, 0x42, "DIBDR3", 0x20}, {Medium::BdRQl, 0x41, "DIBDR4", 0x41},
+                          {Medium::BdRTlRandom, 0x42, "DIBDR3", 0x25}, {Medium::BdRQl, 0x41, "DIBDR4", 0x41},
                           {Medium::BdRe, 0x43, "DIBDW1", 0x24},        {Medium::BdReDl, 0x43, "DIBDW2", 0x23},
                           {Medium::BdReQl, 0x43, "DIBDW4", 0x40}};
     for (const Case& one : cases) {
@@ -116,8 +116,8 @@ TEST(BluRay, CapacityFollowsTheSpareArea) {
             continue;
         }
         EXPECT_EQ(LoadedDrive::be(on.receive({0x25}, 8), 0, 4), one.capacity - 1);
-        EXPECT_EQ(on.write(one.capacity - 3, 3, 'z'), kOk) << "any number of blocks";
         EXPECT_EQ(on.write(one.capacity - 1, 2, 'z'), 0x052100u);
+        EXPECT_EQ(on.write(one.capacity - 3, 3, 'z'), kOk) << "any number of blocks";
         on.load(on.path());
         EXPECT_EQ(on.read(one.capacity - 1), std::uint32_t{'z'});
     }
@@ -142,6 +142,25 @@ TEST(BluRay, SequentialDiscsAreWrittenInTurnAndFinalised) {
         EXPECT_EQ(on.read(33), std::uint32_t{'b'});
         EXPECT_EQ(on.write(64, 32, 'x'), 0x053005u);
     }
+}
+
+TEST(BluRay, RandomRecordingTakesEachClusterOnce) {
+    LoadedDrive on(Medium::BdR, kBlocks);
+    ASSERT_EQ(on.format(0xFFFFFFFF, 0x32, 0, 2), kOk);
+    ASSERT_EQ(on.write(320, 64, 'a'), kOk) << "anywhere";
+    EXPECT_EQ(on.write(310, 20, 'x'), 0x052102u);
+    ASSERT_EQ(on.write(0, 10, 'b'), kOk);
+    ASSERT_EQ(on.write(10, 30, 'c'), kOk) << "on in a cluster that is begun, and into the next one";
+    ASSERT_EQ(on.write(640, 1, 'd'), kOk);
+    EXPECT_EQ(on.write(40, 1, 'x'), 0x052102u) << "not any more";
+    ASSERT_EQ(on.write(641, 1, 'd'), kOk);
+    ASSERT_EQ(on.synchronize(), kOk);
+    EXPECT_EQ(on.write(642, 1, 'x'), 0x052102u) << "the cluster was filled up";
+    on.load(on.path());
+    EXPECT_EQ(on.write(383, 1, 'x'), 0x052102u) << "the disc keeps what is recorded";
+    EXPECT_EQ(on.read(39), std::uint32_t{'c'});
+    ASSERT_EQ(on.close(6), kOk);
+    EXPECT_EQ(on.write(3200, 32, 'x'), 0x053005u);
 }
 
 TEST(BluRay, PseudoOverwriteConsumesTheNextBlocks) {

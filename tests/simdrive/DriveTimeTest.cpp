@@ -37,6 +37,23 @@ struct TimedDrive : LoadedDrive {
     }
 };
 
+TEST(DriveTime, ADriveTellsTheSpeedOfEachZone) {
+    const auto zones = [](Medium medium, int isWrite) {
+        LoadedDrive on(medium, FindRules(medium)->blocks);
+        return on.receive({0xAC, 0x10 | isWrite << 2, 0, 0, 0, 0, 0, 0, 0, 100, 0, 0}, 8 + 100 * 16);
+    };
+    const Bytes constant = zones(Medium::BdRe, 1), rising = zones(Medium::DvdPlusR, 1),
+                reading = zones(Medium::DvdRom, 0);
+    EXPECT_EQ(LoadedDrive::be(constant, 0, 4), 4u + 16) << "2x all over";
+    EXPECT_EQ(LoadedDrive::be(constant, 20, 4), 2u * 4495);
+    EXPECT_EQ(LoadedDrive::be(rising, 0, 4), 4u + 16 * (rising.size() / 16));
+    const std::size_t last = rising.size() - 16;
+    EXPECT_EQ(LoadedDrive::be(rising, last + 8, 4), FindRules(Medium::DvdPlusR)->blocks - 1);
+    EXPECT_NEAR(LoadedDrive::be(rising, last + 12, 4), 16 * 1385, 50);
+    EXPECT_NEAR(LoadedDrive::be(rising, 12, 4), 16 * 1385 * 24 / 58, 50) << "CAV";
+    EXPECT_GT(reading.size(), std::size_t{8 + 16});
+}
+
 TEST(DriveTime, AWholeDiscTakesWhatItTakesInADrive) {
     static constexpr struct {
         Medium medium;

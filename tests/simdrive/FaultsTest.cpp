@@ -63,6 +63,8 @@ TEST(Faults, DefectManagementReplacesWhatCannotBeWritten) {
     on.drive.faults.writeErrors = {{40, 40}, {64, 32 * 8 - 1}};
     EXPECT_EQ(on.write(32 * 5, 32, 'b'), kOk);
     EXPECT_EQ(on.write(32 * 7, 32, 'b'), 0x033200u) << "there are six spare clusters";
+    on.drive.faults.writeErrors = {{70, 130}, {40, 40}, {64, 96}};
+    EXPECT_EQ(LoadedDrive::be(on.receive({0xAD, 1, 0, 0, 0, 0, 0, 10, 0, 16}, 16), 8, 4), 32u * 2) << "left of six";
     on.drive.faults.writeErrors = {{40, 40}};
     ASSERT_EQ(on.format(0xFFFFFFFF, 0x31), kOk);
     EXPECT_EQ(on.write(32, 32, 'b'), 0x030C00u) << "no spare areas";
@@ -71,6 +73,7 @@ TEST(Faults, DefectManagementReplacesWhatCannotBeWritten) {
     EXPECT_EQ(once.write(32, 32, 'b'), 0x052102u);
     ASSERT_EQ(once.format(0xFFFFFFFF, 0x32, 0, 1), kOk);
     EXPECT_EQ(once.write(0, 64, 'b'), kOk) << "a BD-R with spare areas";
+    EXPECT_EQ(LoadedDrive::be(once.receive({0x46, 2, 0, 0x24, 0, 0, 0, 0, 16}, 16), 10, 1) & 1, 1u) << "says so";
 }
 
 TEST(Faults, ADriveIsBusyForAWhileOrForGood) {
