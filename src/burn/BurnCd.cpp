@@ -55,15 +55,10 @@ bool ReadDriveInformation(DiscBurn& burn, bool& writesCdText) {
     return true;
 }
 
-/// Where the lead-in of the disc begins, by its ATIP.
 std::optional<Lba> FindLeadIn(Drive drive) {
-    std::array<std::byte, 28> buffer;
-    ReplyView reply;
-    if (!ReceiveData(drive, ReadToc(TocFormat::Atip, 0, buffer.size()), buffer, reply) || !reply.has(11))
-        return std::nullopt;
-    const Lba begin = ToLba({reply.u8(8), reply.u8(9), reply.u8(10)});
-    if (begin >= Lba{-static_cast<std::int32_t>(kPregap)}) return std::nullopt;
-    return begin;
+    const auto atip = ReadAtip(drive);
+    if (!atip || atip->leadIn >= Lba{-static_cast<std::int32_t>(kPregap)}) return std::nullopt;
+    return atip->leadIn;
 }
 
 /// What a drive answers that has not taken a cue sheet, or does not let its lead-in be written.
@@ -202,6 +197,17 @@ std::vector<std::uint32_t> TrackStarts(const CdSession& session) {
         end += track.pregap + track.sectors - (starts.size() == 1 ? kPregap : 0);
     }
     return starts;
+}
+
+std::optional<Atip> ReadAtip(Drive drive) {
+    std::array<std::byte, 28> buffer;
+    ReplyView reply;
+    if (!ReceiveData(drive, ReadToc(TocFormat::Atip, 0, buffer.size()), buffer, reply) || !reply.has(15))
+        return std::nullopt;
+    const auto at = [&](std::size_t offset) {
+        return ToLba({reply.u8(offset), reply.u8(offset + 1), reply.u8(offset + 2)});
+    };
+    return Atip{at(8), at(12)};
 }
 
 bool PrepareCd(DiscBurn& burn, CdContent& content) {

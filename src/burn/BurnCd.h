@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <vector>
 
 #include "burn/CdCueSheet.h"
@@ -24,6 +25,14 @@ void PadLastTrack(DiscBurn& burn, CdSession& session);
 
 /// Sectors of the source that tracks begin with, the pre-gaps of all but the first included.
 std::vector<std::uint32_t> TrackStarts(const CdSession& session);
+
+/// What is pressed into the groove of a CD-R or CD-RW (MMC-6 6.25.3.6).
+struct Atip {
+    Lba leadIn{0};   // begins here
+    Lba leadOut{0};  // begins here at the latest
+};
+/// Nothing when the drive does not tell.
+std::optional<Atip> ReadAtip(Drive drive);
 
 /// Makes a blank CD ready for block 0: the cue sheet is sent, CD-Text and the first pre-gap are written. False after a
 /// message.

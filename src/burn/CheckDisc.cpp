@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "base/Sectors.h"
+#include "burn/BurnCd.h"
 #include "burn/BurnImage.h"
 #include "burn/Erase.h"
 #include "burn/Format.h"
@@ -59,8 +60,13 @@ bool MaySimulate(DiscBurn& burn, const Text& name) {
     return CanTestWrite(burn) || Fail(burn, TextId::SimulationRefused);
 }
 
-/// Blocks that the disc will have when it is erased, where that can be told before.
+/// Blocks that a rewritable disc has at most when it is erased, where that can be told before.
 std::optional<std::uint32_t> BlocksOnceErased(const DiscBurn& burn, const DriveEntry& entry) {
+    if (burn.type == MediaType::CdRw)
+        if (const auto atip = ReadAtip(burn.drive); atip && atip->leadOut > Lba{0})
+            return static_cast<std::uint32_t>(atip->leadOut);
+    if (burn.kind() == BurnKind::DvdRw)
+        if (const auto offer = FindFormat(burn.drive, FormatType::kFull)) return offer->blocks;
     if (burn.kind() == BurnKind::DvdRam) return entry.totalBlocks;
     if (burn.kind() == BurnKind::DvdPlusRw)
         if (const auto offer = FindFormat(burn.drive, FormatType::kPlusRw)) return offer->blocks;
