@@ -56,6 +56,7 @@ TEST(CueSheet, WritesAWholeSession) {
     on.load(on.path());
     EXPECT_EQ(on.read(149), std::uint32_t{'d'}) << "no run-out blocks";
     EXPECT_EQ(on.read(300), 0x056400u) << "audio";
+    EXPECT_EQ(on.send({0x2F, 0, 0, 0, 1, 44, 0, 0, 1}), 0x056400u) << "nor is it verified";
     const Bytes audio = on.receive({0xBE, 4, 0, 0, 1, 44, 0, 0, 1, 0x10}, 2352);
     EXPECT_EQ(LoadedDrive::be(audio, 2351, 1), std::uint32_t{'m'});
     const Bytes raw = on.receive({0xBE, 0, 0, 0, 0, 0, 0, 0, 1, 0xF8}, 2352);

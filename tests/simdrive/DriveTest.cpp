@@ -94,7 +94,8 @@ TEST(DriveCommands, AreRefusedAsHardwareRefusesThem) {
                           {"track by nothing known", {0x52, 3, 0, 0, 0, 1, 0, 0, 48}, 0x052400},
                           {"TOC of a blank disc", {0x43, 0, 0, 0, 0, 0, 0, 0, 20}, 0x052400},
                           {"reserve of more than there is", {0x53, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF}, 0x052400},
-                          {"verify of nothing", {0x2F, 0, 0, 0, 0, 0, 0, 0, 1}, 0x052100}};
+                          {"verify of nothing", {0x2F, 0, 0, 0, 0, 0, 0, 0, 1}, 0x052100},
+                          {"sense data with descriptors", {0x03, 1, 0, 0, 18}, 0x052400}};
     for (const Case& one : cases) EXPECT_EQ(on.send(one.cdb), one.sense) << one.name;
     EXPECT_EQ(on.read(0), 0x052100u) << "blank";
     on.send({0x1E, 0, 0, 0, 1});
