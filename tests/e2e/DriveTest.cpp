@@ -105,6 +105,7 @@ TEST_F(DriveTool, SaysWhatIsWrong) {
         {{"new", "b.tvdisc", "--media", "CD-R", "--blocks", "359850"}, "359"},
         {{"new", "b.tvdisc", "--media", "CD-R", "--blocks", "0"}, "range 1 to 4294967295"},
         {{"new", "b.tvdisc"}, "--media"},
+        {{"fault", "F:", "--power-loss", "0"}, "range 1 to 4294967295"},
         {{"new", "gone/b.tvdisc", "--media", "CD-R"}, "gone"},
         {{"new", "bin", "--media", "CD-R"}, "bin"},
         {{"add", "1:"}, "1:"},
@@ -210,8 +211,11 @@ TEST_F(DriveTool, OneProgramAtATimeAndAKilledOneLeavesWhatItSynchronised) {
     const std::string drive = json({"info", "F:"})["device"].get<std::string>().substr(4);
     RunningProgram writer({.words = {OurProgramFolder() / "drive_writer", drive}, .folder = work_.path()});
     ASSERT_TRUE(writer.waitForOutput("written")) << writer.soFar().errors;
-    for (const std::vector<std::string>& words :
-         {std::vector<std::string>{"info", "F:"}, {"eject", "F:"}, {"export", "a.tvdisc", "x.iso"}})
+    for (const std::vector<std::string>& words : {std::vector<std::string>{"info", "F:"},
+                                                  {"eject", "F:"},
+                                                  {"export", "a.tvdisc", "x.iso"},
+                                                  {"remove", "F:"},
+                                                  {"new", "a.tvdisc", "--media", "CD-R", "-y"}})
         EXPECT_THAT(refused(words), HasSubstr("used by another program")) << words[0];
     const ProgramEnd list = run({"list"});
     EXPECT_EQ(list.status, 0) << "one busy drive does not hide the others";

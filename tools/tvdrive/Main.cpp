@@ -43,6 +43,8 @@ struct Tool {
     }
 };
 
+const CLI::Range kFromOne(std::uint32_t{1}, std::uint32_t{0xFFFFFFFF});
+
 std::string Utf8(const Tool& tool, TextId id) { return ToUtf8(tool.texts[id]); }
 
 std::vector<Text> InUtf16(const std::vector<std::string>& words) {
@@ -120,8 +122,7 @@ private:
         }));
         made->add_option("DISC", tool_.path, Utf8(tool_, TextId::TvdriveDisc))->required();
         made->add_option("--media", tool_.media, Utf8(tool_, TextId::TvdriveMedia))->required();
-        made->add_option("--blocks", tool_.blocks, Utf8(tool_, TextId::TvdriveBlocks))
-            ->check(CLI::Range(std::uint32_t{1}, std::uint32_t{0xFFFFFFFF}));
+        made->add_option("--blocks", tool_.blocks, Utf8(tool_, TextId::TvdriveBlocks))->check(kFromOne);
     }
     void addFault() {
         CLI::App* fault = letter(verb("fault", TextId::TvdriveFault, [](Tool& t) {
@@ -142,8 +143,8 @@ private:
         CLI::Option* busy = option("--busy", tool_.faults.busy, TextId::FaultBusy);
         busy->transform(CLI::CheckedTransformer(kinds, CLI::ignore_case));
         option("--after", tool_.faults.busyAfter, TextId::FaultAfter)->needs(busy);
-        option("--transport-error", tool_.faults.transportError, TextId::FaultTransport)->check(CLI::PositiveNumber);
-        option("--power-loss", tool_.faults.powerLoss, TextId::FaultPower)->check(CLI::PositiveNumber);
+        option("--transport-error", tool_.faults.transportError, TextId::FaultTransport)->check(kFromOne);
+        option("--power-loss", tool_.faults.powerLoss, TextId::FaultPower)->check(kFromOne);
         option("--refuse", tool_.refusedOpcodes, TextId::FaultRefuse);
         fault->add_flag("--clear", tool_.faults.clears, Utf8(tool_, TextId::FaultClear));
     }

@@ -10,6 +10,8 @@
 #include "base/Format.h"
 #include "base/Sectors.h"
 #include "optical/SendCommand.h"
+#include "platform/Files.h"
+#include "platform/LockedFile.h"
 #include "platform/Paths.h"
 #include "simdrive/DriveSource.h"
 
@@ -46,6 +48,12 @@ bool IsFree(Task& task, char16_t letter) {
 Status TellDrive(Task& task, char16_t letter, TextView what) {
     Print(task, TextId::DriveIsNow, {letter, what});
     return Status::Ok;
+}
+
+/// Whether a drive, or a program that reads a disc alone, has the file open.
+bool IsInUse(const Text& path) {
+    LockedFile file;
+    return IsLockedElsewhere(file.open(path, LockedFile::Mode::Existing));
 }
 
 /// The names that `--media` takes, with commas between.
@@ -129,8 +137,11 @@ Status RemoveDrive(Task& task, const Text& letterWord) {
     if (!letter) return Status::Failed;
     const Text target = task.settings.getStringIn(TextView(&*letter, 1), {}, kDrivesKey);
     if (target.empty()) return Refuse(task, TextId::LetterNotMapped, {*letter});
+    const Text path = DescriptionOf(*letter);
+    const bool isOurs = target == Text(kSimulatedPrefix) + path;
+    if (isOurs && IsInUse(path)) return Refuse(task, TextId::SimDriveBusy, {*letter, path});
     if (!KeepLetter(task, *letter, {})) return Status::Failed;
-    if (const Text path = DescriptionOf(*letter); target == Text(kSimulatedPrefix) + path)
+    if (isOurs)
         for (const Text& file : {path, path + u".log"})
             static_cast<void>(RemoveFile(file).failed());  // one that stays serves the letter's next drive
     Print(task, TextId::DriveRemoved, {*letter});
@@ -142,13 +153,18 @@ Status MakeDisc(Task& task, const NewDisc& disc) {
     const MediumRules* rules = FindRules(disc.media);
     if (rules == nullptr || rules->access == Access::Pressed)
         return Refuse(task, TextId::NoSuchMedium, {disc.media, MediaNames(/*pressed*/ false)});
-    const std::uint32_t blocks = disc.blocks.value_or(rules->blocks);
-    if (blocks == 0 || blocks > rules->blocks)
+    const std::uint32_t asked = disc.blocks.value_or(rules->blocks);
+    if (asked == 0 || asked > rules->blocks)
         return Refuse(task, TextId::BlocksOutOfRange,
-                      {rules->name, FormatGrouped(rules->blocks), FormatGrouped(blocks)});
+                      {rules->name, FormatGrouped(rules->blocks), FormatGrouped(asked)});
+    const std::uint32_t blocks = std::max(asked, std::uint32_t{rules->eccBlocks});
+    if (IsInUse(disc.path)) return Refuse(task, TextId::DiscFileBusy, {disc.path});
     if (const auto reason = WhatKeepsFile(task, disc.path)) return Refuse(task, *reason, {disc.path});
     SystemError error = RemoveFile(disc.path);
-    if (!error.failed() || IsNotFound(error)) error = Disc::create(disc.path, *rules, blocks);
+    if (!error.failed() || IsNotFound(error)) {
+        error = Disc::create(disc.path, *rules, blocks);
+        if (error.failed()) static_cast<void>(RemoveFile(disc.path).failed());  // half of one is no disc
+    }
     if (error.failed()) return Refuse(task, TextId::FileNotMade, {disc.path, DescribeError(error)});
     task.session.print(texts.format(TextId::DiscMade, {disc.path, rules->name, FormatGrouped(blocks),
                                                        FormatSize(std::uint64_t{blocks} * kSectorSize)}) +
