@@ -125,6 +125,10 @@ std::optional<std::vector<DiscTrack>> PlanTracks(const DiscState& state, const C
             track.blockBytes = cue.blockBytes == 0 ? 2352 : cue.blockBytes;
             track.hasSubchannel = cue.hasSubchannel;
         }
+        // A track's blocks are all of one kind.
+        if (cue.index > 1 &&
+            (cue.mode != track.mode || (cue.blockBytes != 0 && cue.hostBytes() != track.storedBytes())))
+            return std::nullopt;
         if (cue.index > 1) track.indexes.push_back(static_cast<std::uint32_t>(cue.first - track.first));
         if (cue.index >= 1) track.size = static_cast<std::uint32_t>(cue.end - track.first);
         track.state = TrackState::Open;

@@ -217,6 +217,12 @@ namespace {
 
 constexpr std::uint64_t kTrayTime = 2000 * kMillisecond, kStopTime = 2000 * kMillisecond;
 
+/// What is not formatted yet when the disc goes out, stays so.
+void StopBackground(SimDrive& drive) {
+    AdvanceBackground(drive);
+    if (drive.state().background == BackgroundFormat::Running) drive.state().background = BackgroundFormat::Stopped;
+}
+
 /// START STOP UNIT that leaves the tray where it is.
 Refusal Spin(SimDrive& drive, bool starts, bool immed) {
     if (drive.disc == nullptr || drive.isTrayOpen) return !starts ? Refusal{} : drive.isTrayOpen ? kTrayOpen : kNoDisc;
@@ -241,6 +247,7 @@ Refusal StartStopUnit(SimDrive& drive, Request& request) {
         Occupy(drive, kOperationRunning, 0, false);
     }
     if (starts == !drive.isTrayOpen) return {};
+    if (drive.disc != nullptr && !starts) StopBackground(drive);
     if (!immed) Pause(drive, kTrayTime);
     drive.isTrayOpen = !starts;
     drive.motion = {};

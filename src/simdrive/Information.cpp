@@ -183,8 +183,9 @@ Refusal MoveLayerBoundary(SimDrive& drive, Request& request) {
 
 std::int32_t LeadInStart(const DiscState& state) {
     constexpr std::int32_t kLaterLeadIn = 4500;
-    if (state.closedSessions == 0 || state.tracks.empty()) return static_cast<std::int32_t>(ToLba(kAtipLeadIn));
-    return state.tracks.back().first - static_cast<std::int32_t>(kPregapFrames) - kLaterLeadIn;
+    const DiscTrack* first = TracksOf(state, LastSessionOf(state)).first;
+    if (state.closedSessions == 0 || first == nullptr) return static_cast<std::int32_t>(ToLba(kAtipLeadIn));
+    return first->first - static_cast<std::int32_t>(first->pregap) - kLaterLeadIn;
 }
 
 Refusal ReadFormatCapacities(SimDrive& drive, Request& request) {
@@ -213,10 +214,7 @@ Refusal ReadCapacity(SimDrive& drive, Request& request) {
     const DiscState& state = drive.state();
     std::int64_t blocks = state.rules->access == Access::Sequential ? 0 : state.formattedBlocks;
     for (const DiscTrack& track : state.tracks)
-        if (track.session <= state.closedSessions && drive.rules().formats.empty())
-            blocks = EndOf(track);
-        else if (track.session <= state.closedSessions)
-            blocks = std::max<std::int64_t>(blocks, EndOf(track));
+        if (track.session <= state.closedSessions) blocks = std::max<std::int64_t>(blocks, EndOf(track));
     Reply reply;
     reply.put(4, blocks > 0 ? static_cast<std::uint32_t>(blocks - 1) : 0).put(4, 2048);
     return Answer(request, reply, 8);
@@ -258,9 +256,9 @@ Refusal ReadDiscInformation(SimDrive& drive, Request& request) {
     reply.put(1, 1).put(1, last).put(1, firstTrack == nullptr ? 1 : firstTrack->number);
     reply.put(1, lastTrack == nullptr ? 1 : lastTrack->number);
     reply.put(1, 0x20u | static_cast<unsigned>(state.background));
-    reply.put(1, !state.rules->isCd() || state.isBlank()          ? 0xFF
-                 : firstTrack != nullptr && firstTrack->mode == 2 ? 0x20
-                                                                  : 0);
+    // The first session tells what kind of disc it is.
+    const bool hasType = state.rules->isCd() && !state.isBlank() && !state.tracks.empty();
+    reply.put(1, !hasType ? 0xFF : state.tracks[0].mode == 2 ? 0x20 : 0);
     reply.put(3, 0).put(4, 0);
     const bool hasTimes = state.rules->isCd() && !state.isFinal;
     if (hasTimes && firstTrack != nullptr) {

@@ -212,16 +212,18 @@ void DropWrite(SimDrive& drive) {
 
 namespace {
 
+/// Whether a DVD's track that is open was begun as disc-at-once, whatever the write parameters say since.
+bool IsAtOnce(const DiscState& state, const DiscTrack& track) {
+    return state.rules->writeTypes != 0 && !state.rules->isCd() && !track.isIncremental;
+}
+
 /// What the drive adds of its own when the host has nothing more to write.
 std::uint64_t FlushTime(const SimDrive& drive) {
     const DiscState& state = drive.disc->state;
-    constexpr std::uint8_t kAtOnce = 2;
-    const WriteParameters wanted = CurrentWriteParameters(drive);
-    const bool isOpen = std::ranges::find(state.tracks, TrackState::Open, &DiscTrack::state) != state.tracks.end();
-    if (!isOpen || !drive.cues.empty() || state.rules->writeTypes == 0 || state.rules->access != Access::Sequential)
-        return 0;
-    if (state.rules->isCd()) return CloseTrackTime(drive);
-    return wanted.type == kAtOnce ? CloseTime(drive, !wanted.leavesOpen, /*hasLeadIn*/ true) : 0;
+    const auto open = std::ranges::find(state.tracks, TrackState::Open, &DiscTrack::state);
+    if (open == state.tracks.end() || !drive.cues.empty() || state.rules->access != Access::Sequential) return 0;
+    if (IsAtOnce(state, *open)) return CloseTime(drive, !CurrentWriteParameters(drive).leavesOpen, /*hasLeadIn*/ true);
+    return state.rules->isCd() ? CloseTrackTime(drive) : 0;
 }
 
 }  // namespace
@@ -240,20 +242,18 @@ Refusal Flush(SimDrive& drive) {
         return {};
     }
     if (state.rules->access == Access::Sequential) {
-        const bool hasPage = state.rules->writeTypes != 0;
-        const WriteParameters wanted = CurrentWriteParameters(drive);
-        bool isWritten = false;
+        bool isAtOnce = false;
         for (std::size_t index = state.tracks.size(); index-- > 0;) {
             DiscTrack& track = state.tracks[index];
             if (track.state != TrackState::Open) continue;
-            isWritten = true;
+            isAtOnce = IsAtOnce(state, track);
             const auto full = RoundUp(static_cast<std::uint32_t>(track.next - track.first), state.rules->eccBlocks);
             track.next = track.first + static_cast<std::int32_t>(std::min(full, track.size));
             if (state.rules->isCd()) CloseTrack(state, track);
         }
-        if (isWritten && hasPage && !state.rules->isCd() && wanted.type == 2) {
+        if (isAtOnce) {
             state.tracks.resize(1);
-            CloseSession(state, !wanted.leavesOpen);
+            CloseSession(state, !CurrentWriteParameters(drive).leavesOpen);
         }
     }
     return Keep(drive);

@@ -11,12 +11,13 @@ namespace tovlark {
 namespace {
 
 constexpr std::uint32_t kUserBytes = 2048;
+constexpr std::byte kForm2{0x20};  // of the sub-mode in a mode 2 block's sub-header
 
-/// Past the last block of a track that can be read.
+/// Past the last block of a track that can be read; its pre-gap is there when its first block is.
 std::int32_t ReadableEnd(const DiscTrack& track) {
     const std::int32_t end = track.first + static_cast<std::int32_t>(track.size);
     if (track.state == TrackState::Complete) return track.hasRunOut ? end - 2 : end;
-    return track.next;
+    return track.next > track.first ? track.next : track.first - static_cast<std::int32_t>(track.pregap);
 }
 
 /// The track whose block can be read, else why not.
@@ -49,7 +50,10 @@ Refusal ReadUserData(SimDrive& drive, const DiscTrack& track, std::int32_t block
     const std::span<std::byte> stored = std::span(sector).first(track.storedBytes());
     for (; !bytes.empty(); bytes = bytes.subspan(kUserBytes), ++block) {
         if (drive.disc->read(track, block, stored).failed()) return kFileFailed;
-        std::ranges::copy(stored.subspan(UserOffset(track), kUserBytes), bytes.begin());
+        const std::size_t user = UserOffset(track);
+        // The sub-header of form 2 says that there are 2324 bytes.
+        if (track.mode == 2 && user > 0 && (stored[user - 6] & kForm2) != std::byte{0}) return kWrongTrackMode;
+        std::ranges::copy(stored.subspan(user, kUserBytes), bytes.begin());
     }
     return {};
 }
@@ -155,14 +159,19 @@ Refusal WriteAppending(SimDrive& drive, Request& request, std::int32_t block, st
     if (track == nullptr && state.rules->hasPseudoOverwrite()) return WritePseudo(drive, request, block, count);
     if (track == nullptr) return kWrongWriteAddress;
     const DiscTrack before = *track;
+    const std::array<char, 13> catalogBefore = state.catalog;
+    const bool beginsTest = state.rules->writeTypes != 0 && CurrentWriteParameters(drive).isTest && !drive.isTestWrite;
+    if (beginsTest) BeginTest(drive);  // before the track takes anything from the parameters
     Refusal refusal = SettleTrack(drive, *track);
     const std::int64_t end = std::int64_t{track->first} + track->size;
     if (!refusal && std::int64_t{block} + count > end) refusal = track->isReserved ? kEndOfTrack : kBlockOutOfRange;
-    if (!refusal) {
-        if (drive.rules().writeTypes != 0 && CurrentWriteParameters(drive).isTest) BeginTest(drive);
-        refusal = Store(drive, request, *track, block, count * track->blockBytes);
+    if (!refusal) refusal = Store(drive, request, *track, block, count * track->blockBytes);
+    if (refusal) {
+        *track = before;
+        state.catalog = catalogBefore;
+        if (beginsTest) DropWrite(drive);
+        return refusal;
     }
-    if (refusal) return *track = before, refusal;
     track->state = TrackState::Open;
     track->next += static_cast<std::int32_t>(count);
     return {};
@@ -172,6 +181,10 @@ struct Part {
     std::size_t offset, bytes;
 };
 
+bool IsForm2(const RawSector& sector, const DiscTrack& track) {
+    return track.mode == 2 && (sector[18] & kForm2) != std::byte{0};
+}
+
 /// The parts of a sector that READ CD asks for, one after the other.
 std::size_t SelectParts(const RawSector& sector, const DiscTrack& track, std::uint8_t wanted,
                         std::span<std::byte> out) {
@@ -179,8 +192,7 @@ std::size_t SelectParts(const RawSector& sector, const DiscTrack& track, std::ui
         if ((wanted & 0xF8) != 0) std::memcpy(out.data(), sector.data(), sector.size());
         return (wanted & 0xF8) != 0 ? sector.size() : 0;
     }
-    const bool isForm2 = track.mode == 2 && (std::to_integer<unsigned>(sector[18]) & 0x20) != 0;
-    const std::size_t user = track.mode == 2 ? 24 : 16, userBytes = isForm2 ? 2324 : kUserBytes;
+    const std::size_t user = track.mode == 2 ? 24 : 16, userBytes = IsForm2(sector, track) ? 2324 : kUserBytes;
     // Sync, header, sub-header, data, error correction.
     const std::pair<std::uint8_t, Part> parts[] = {{0x80, {0, 12}},
                                                    {0x20, {12, 4}},
@@ -215,10 +227,13 @@ std::size_t SelectSubchannels(const DiscState& state, const DiscTrack& track, st
     return kFormattedBytes;
 }
 
-bool IsExpected(std::uint8_t type, const DiscTrack& track) {
+/// Whether a sector is of the type that READ CD expects.
+bool IsExpected(std::uint8_t type, const RawSector& sector, const DiscTrack& track) {
+    constexpr std::uint8_t kAudio = 1, kMode1 = 2, kFormless = 3, kForm1 = 4;
     if (type == 0) return true;
-    if (type == 1) return track.isAudio();
-    return !track.isAudio() && track.mode == (type == 2 ? 1 : 2);
+    if (type == kAudio || track.isAudio()) return type == kAudio && track.isAudio();
+    if (type == kMode1 || track.mode == 1) return type == kMode1 && track.mode == 1;
+    return type == kFormless || IsForm2(sector, track) == (type != kForm1);
 }
 
 }  // namespace
@@ -289,8 +304,8 @@ Refusal ReadCd(SimDrive& drive, Request& request) {
         const auto place = static_cast<std::int32_t>(block);
         const DiscTrack* track = nullptr;
         if (const Refusal refusal = FindReadable(drive.state(), place, track)) return refusal;
-        if (!IsExpected(type, *track)) return kWrongTrackMode;
         if (const Refusal refusal = ReadRawSector(drive, *track, place, sector, subchannels)) return refusal;
+        if (!IsExpected(type, sector, *track)) return kWrongTrackMode;
         drive.position = place;
         std::size_t bytes = SelectParts(sector, *track, wanted, selected);
         const std::size_t flags = errors == 0 ? 0 : errors == 1 ? kErrorBytes - 2 : kErrorBytes;

@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "base/Checksum.h"
 #include "simdrive/DriveFixture.h"
 
@@ -132,6 +134,9 @@ TEST(CueSheet, ItsCodesIndexesAndTextAreReadBack) {
     Bytes wrong = sheet;
     wrong[1] = std::byte{'x'};
     EXPECT_EQ(SendSheet(on, wrong), 0x052600u) << "no catalogue number";
+    wrong = sheet;
+    wrong[7 * 8 + 3] = std::byte{0x40};
+    EXPECT_EQ(SendSheet(on, wrong), 0x052600u) << "R to W from index 2 on";
     ASSERT_EQ(SendSheet(on, sheet), kOk);
 
     const auto writeText = [&](std::int32_t block, std::int32_t count) {
@@ -202,7 +207,10 @@ TEST(CdSessions, GrowAndShrinkByTheRules) {
     LoadedDrive on(Medium::CdRw, 60000);
     const auto blank = [&](int type, int track = 0) { return on.send({0xA1, type, 0, 0, 0, track}); };
     const auto status = [&] { return on.discStatus() & 15; };
-    ASSERT_EQ(on.select(1, 0xC4), kOk);
+    const auto info = [&](std::size_t offset, std::size_t count) {
+        return LoadedDrive::be(on.receive({0x51, 0, 0, 0, 0, 0, 0, 0, 34}, 34), offset, count);
+    };
+    ASSERT_EQ(on.select(1, 0xC4, 10), kOk);
     ASSERT_EQ(on.write(0, 100, 'a'), kOk);
     ASSERT_EQ(on.synchronize(), kOk);
     EXPECT_EQ(on.nextWritable(2), 100u + 2 + 150);
@@ -214,8 +222,11 @@ TEST(CdSessions, GrowAndShrinkByTheRules) {
     ASSERT_EQ(on.close(2), kOk);
     EXPECT_EQ(status(), 1u) << "appendable, the last session is empty";
     EXPECT_EQ(on.nextWritable(2), 102u + 11400);
+    EXPECT_EQ(on.read(102 + 11400 - 1), 0x052100u) << "the pre-gap of a blank track";
+    EXPECT_EQ(info(8, 1), 0x20u) << "the kind of the first session";
     ASSERT_EQ(on.write(102 + 11400, 300, 'b'), kOk);
     ASSERT_EQ(on.synchronize(), kOk);
+    EXPECT_EQ(info(16, 4), 0x0001211Bu) << "the lead-in lies before the session's first track";
     ASSERT_EQ(on.close(2), kOk);
     EXPECT_EQ(on.nextWritable(3), 11502u + 302 + 6900);
     const Bytes toc = on.receive({0x43, 2, 2, 0, 0, 0, 0, 1, 0}, 256);
@@ -249,6 +260,37 @@ TEST(WriteParameters, OfCdsAreRefusedWhereNoDiscCanBeWrittenSo) {
     EXPECT_EQ(on.write(0, 16, 'x'), 0x052C00u) << "session-at-once begins with a cue sheet";
     ASSERT_EQ(on.select(1, 4, 0), kOk);
     EXPECT_EQ(on.write(0, 16, 'x', 2352), 0x056400u) << "a data track of audio blocks";
+    ASSERT_EQ(on.select(0x11, 0, 0), kOk);
+    std::vector<std::uint8_t>& page = std::ranges::find(on.drive.pages, 5, &ModePage::code)->current;
+    std::fill_n(page.begin() + 16, 14, std::uint8_t{0xB1});  // a valid catalogue number
+    const DiscState before = on.drive.state();
+    EXPECT_EQ(on.write(16, 16, 'x', 2352), 0x052102u);
+    EXPECT_FALSE(on.drive.isTestWrite) << "nothing began";
+    ASSERT_EQ(on.write(0, 16, 'x', 2352), kOk);
+    ASSERT_EQ(on.synchronize(), kOk);
+    EXPECT_TRUE(on.drive.state() == before) << "a test leaves nothing of the parameters";
+}
+
+TEST(Mode2, FormsAreToldApart) {
+    LoadedDrive on(Medium::CdR);
+    ASSERT_EQ(on.select(1, 4, 9), kOk);
+    ASSERT_EQ(on.write(0, 16, 'A', 2336), kOk);
+    ASSERT_EQ(on.write(16, 16, 'a', 2336), kOk);  // bit 5 of the sub-mode
+    ASSERT_EQ(on.synchronize(), kOk);
+    EXPECT_EQ(on.read(0), std::uint32_t{'A'});
+    EXPECT_EQ(on.read(16), 0x056400u) << "form 2 has no 2048 bytes";
+    struct Case {
+        int type, block;
+        std::uint32_t sense;
+        std::size_t bytes;
+    };
+    for (const Case& one : {Case{0, 16, kOk, 2324}, Case{2, 0, 0x056400, 0}, Case{4, 0, kOk, 2048},
+                            Case{4, 16, 0x056400, 0}, Case{5, 0, 0x056400, 0}, Case{5, 16, kOk, 2324}}) {
+        Bytes data(2352);
+        EXPECT_EQ(on.send({0xBE, one.type << 2, 0, 0, 0, one.block, 0, 0, 1, 0x10}, data, DataDirection::In), one.sense)
+            << one.type;
+        EXPECT_EQ(data.size(), one.bytes) << one.type;
+    }
 }
 
 }  // namespace

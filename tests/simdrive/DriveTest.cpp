@@ -133,8 +133,9 @@ TEST(Sequential, DiscAtOnceClosesItself) {
     ASSERT_EQ(on.select(2, 4), kOk);
     ASSERT_EQ(on.send({0x53, 0, 0, 0, 0, 0, 0, 0, 32}), kOk);
     ASSERT_EQ(on.write(0, 32, 'a'), kOk);
+    ASSERT_EQ(on.select(0, 4), kOk);
     ASSERT_EQ(on.synchronize(), kOk);
-    EXPECT_EQ(on.discStatus(), 0x1Eu);
+    EXPECT_EQ(on.discStatus(), 0x1Eu) << "as it was begun";
     ASSERT_EQ(on.send({0xA1, 1}), kOk);
     EXPECT_EQ(on.discStatus(), 0x10u);
     EXPECT_EQ(on.read(0), 0x052100u);
@@ -142,6 +143,9 @@ TEST(Sequential, DiscAtOnceClosesItself) {
     EXPECT_EQ(on.write(0, 16, 'x'), 0x056400u) << "quick blanking leaves disc-at-once only";
     ASSERT_EQ(on.send({0xA1, 0}), kOk);
     EXPECT_EQ(on.write(0, 16, 'x'), kOk);
+    ASSERT_EQ(on.select(2, 5), kOk);
+    ASSERT_EQ(on.synchronize(), kOk);
+    EXPECT_EQ(on.discStatus() & 3, 1u) << "begun incrementally";
 }
 
 TEST(Sequential, ATestLeavesTheDiscBlank) {
@@ -225,6 +229,12 @@ TEST(BackgroundFormat, GoesOnIsStoppedAndRestarted) {
     on.time.now += 4000;
     EXPECT_EQ(on.format(0xFFFFFFFF, 0x26, 1), 0x052600u) << "it runs";
     EXPECT_EQ(on.read(1000), std::uint32_t{'a'});
+    ASSERT_EQ(on.send({0x1B, 0, 0, 0, 2}), kOk);
+    on.time.now += 600000;
+    ASSERT_EQ(on.send({0x1B, 0, 0, 0, 3}), kOk);
+    EXPECT_EQ(on.send({0x00}), 0x062800u);
+    EXPECT_EQ(status(), 1u) << "nothing is formatted while the tray is open";
+    ASSERT_EQ(on.format(0xFFFFFFFF, 0x26, 1), kOk);
     on.time.now += 600000;
     EXPECT_EQ(status(), 3u);
 }
