@@ -172,6 +172,7 @@ void LoadDisc(SimDrive& drive, std::unique_ptr<Disc> disc) {
     drive.backgroundSince = 0;
     drive.running = {};
     drive.mediaEvent = drive.disc != nullptr ? 2 : 3;
+    drive.hasFeatureEvent = true;
     if (drive.disc == nullptr) return;
     // A format that ran when the power went is one that was stopped.
     if (drive.state().background == BackgroundFormat::Running) drive.state().background = BackgroundFormat::Stopped;
@@ -253,6 +254,7 @@ Refusal StartStopUnit(SimDrive& drive, Request& request) {
     drive.motion = {};
     if (drive.disc != nullptr) {
         drive.mediaEvent = starts ? 2 : 3;
+        drive.hasFeatureEvent = true;
         if (starts) LoadDisc(drive, std::move(drive.disc));
         if (starts) Occupy(drive, kBecomingReady, TimesOf(drive.rules()).load * kMillisecond, immed);
         drive.motion.isSpinning = starts;
@@ -274,6 +276,7 @@ Refusal GetEventStatus(SimDrive& drive, Request& request) {
     const std::uint64_t now = drive.nanoseconds(), busyFor = drive.runningUntil > now ? drive.runningUntil - now : 0;
     const bool isBusy = drive.running && busyFor > 0;
     const auto hasEvent = [&](std::uint8_t kind) {
+        if (kind == kOperational) return drive.hasFeatureEvent;
         return kind == kMedia ? drive.mediaEvent != 0 : kind == kBusy && isBusy;
     };
     // One class is told: the first that has an event, else the first that was asked for (MMC-6 6.6.2).
@@ -283,16 +286,15 @@ Refusal GetEventStatus(SimDrive& drive, Request& request) {
     Reply reply;
     reply.put(2, told == 0 ? 2 : 6).put(1, told == 0 ? 0x80 : told).put(1, kSupported);
     const bool isIn = drive.disc != nullptr && !drive.isTrayOpen;
-    if (told == kOperational) reply.put(4, 0);
+    if (told == kOperational) reply.put(1, drive.hasFeatureEvent ? 2 : 0).put(1, 0).put(2, drive.hasFeatureEvent);
     if (told == kPower) reply.put(4, 0x00010000);  // active
-    if (told == kMedia)
-        // The header alone tells of no event: it stays (MMC-6 6.6.2).
-        reply.put(1, allocated <= 4 ? drive.mediaEvent : std::exchange(drive.mediaEvent, std::uint8_t{0}))
-            .put(1, (isIn ? 2 : 0) | (drive.isTrayOpen ? 1 : 0))
-            .put(2, 0);
+    if (told == kMedia) reply.put(1, drive.mediaEvent).put(1, (isIn ? 2 : 0) | (drive.isTrayOpen ? 1 : 0)).put(2, 0);
     if (told == kBusy)
         reply.put(1, isBusy).put(1, isBusy).put(
             2, std::min<std::uint64_t>(busyFor / (100 * kMillisecond), 0xFFFF));  // in 100 ms
+    // The header alone tells of no event: it stays (MMC-6 6.6.2).
+    if (allocated > 4 && told == kOperational) drive.hasFeatureEvent = false;
+    if (allocated > 4 && told == kMedia) drive.mediaEvent = 0;
     return Answer(request, reply, allocated);
 }
 

@@ -115,8 +115,9 @@ struct SimDrive {
     std::unique_ptr<Disc> disc;  // null: none
     bool isTrayOpen = false, preventsRemoval = false;
     std::deque<Refusal> attentions;
-    Refusal last;                 // for REQUEST SENSE
-    std::uint8_t mediaEvent = 0;  // MMC-6 6.6.3.5: 2 new media, 3 removal
+    Refusal last;                  // for REQUEST SENSE
+    std::uint8_t mediaEvent = 0;   // MMC-6 6.6.3.5: 2 new media, 3 removal
+    bool hasFeatureEvent = false;  // other features are current than the host was told of
     std::vector<ModePage> pages;
     std::uint16_t readSpeed = 0, writeSpeed = 0;  // 1000 bytes a second; 0: the greatest
 

@@ -139,6 +139,7 @@ Refusal Wear(SimDrive& drive) {
 }
 
 Refusal StartOver(SimDrive& drive, DiscState state) {
+    if (state.rules != &drive.rules()) drive.hasFeatureEvent = true;
     drive.disc->state = std::move(state);
     drive.cues.clear();
     drive.isTestWrite = false;

@@ -72,11 +72,13 @@ SystemError Change(const LockedFile& file, std::string bytes, const DriveDescrip
     return file.synchronize();
 }
 
+/// Nothing of a longer file: what is written back would cut it off.
 SystemError Load(const LockedFile& file, std::string& bytes) {
-    bytes.assign(kMostDescriptionBytes, '\0');
-    const SystemError error = file.readAt(0, std::as_writable_bytes(std::span(bytes)));
+    bytes.assign(kMostDescriptionBytes + 1, '\0');
+    if (const SystemError error = file.readAt(0, std::as_writable_bytes(std::span(bytes))); error.failed())
+        return error;
     bytes.resize(bytes.find_last_not_of('\0') + 1);
-    return error;
+    return bytes.size() > kMostDescriptionBytes ? kFileTooLarge : SystemError{};
 }
 
 struct OpenedSimulation {
@@ -200,6 +202,7 @@ DriveFileFault OpenSimulatedDrive(const Text& path, const Clock& clock, DiscDevi
     if (!opened->description.seen || *opened->description.seen == SeenOf(*opened)) {
         drive.attentions.clear();
         drive.mediaEvent = 0;
+        drive.hasFeatureEvent = false;
     } else if (drive.disc == nullptr) {
         drive.mediaEvent = 3;
     }

@@ -106,6 +106,17 @@ TEST(DriveCommands, AreRefusedAsHardwareRefusesThem) {
     EXPECT_EQ(on.send({0x1B, 0, 0, 0, 3}), kOk);
     EXPECT_EQ(on.send({0x00}), 0x062800u) << "told once";
     EXPECT_EQ(on.send({0x00}), kOk);
+    // Operational change and media, each once; the header alone is no answer.
+    const auto event = [&](int bytes) {
+        return on.receive({0x4A, 1, 0, 0, 0x12, 0, 0, 0, bytes}, static_cast<std::size_t>(bytes));
+    };
+    EXPECT_EQ(LoadedDrive::be(event(4), 0, 4), 0x00060156u);
+    for (const auto& [head, body] :
+         {std::pair{0x00060156u, 0x02000001u}, {0x00060456u, 0x02020000u}, {0x00060156u, 0u}}) {
+        const Bytes told = event(8);
+        EXPECT_EQ(LoadedDrive::be(told, 0, 4), head);
+        EXPECT_EQ(LoadedDrive::be(told, 4, 4), body);
+    }
 }
 
 TEST(Sequential, SessionsAndReservedTracksHaveTheirOwnNextAddresses) {

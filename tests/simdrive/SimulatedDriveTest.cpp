@@ -28,6 +28,9 @@ TEST(SimulatedDrive, IsBusyForOthersAndKeepsWhatWasSynchronised) {
     DriveDescription description;
     description.disc = u"a.tvdisc";
     description.log = u"log.txt";
+    folder.write("long.drive", "[Drive]\n" + std::string(70000, ';'));
+    EXPECT_TRUE(WriteDriveDescription((folder / "long.drive").u16string(), description).failed());
+    EXPECT_EQ(std::filesystem::file_size(folder / "long.drive"), 70008u) << "nothing is cut off";
     ASSERT_FALSE(WriteDriveDescription(path, description).failed());
     EXPECT_TRUE(OpenSimulatedDrive(path, time.clock, device).failed()) << "there is no such disc";
     ASSERT_FALSE(Disc::create((folder / "a.tvdisc").u16string(), *FindRules(Medium::DvdPlusR), 1000).failed());
