@@ -273,6 +273,7 @@ Refusal GetEventStatus(SimDrive& drive, Request& request) {
     constexpr std::uint8_t kSupported = 1 << kOperational | 1 << kPower | 1 << kMedia | 1 << kBusy;
     if ((request.cdb[1] & 1) == 0) return kInvalidField;  // asynchronous events
     const std::uint32_t allocated = request.be(7, 2);
+    if (drive.disc != nullptr) AdvanceBackground(drive);
     const std::uint64_t now = drive.nanoseconds(), busyFor = drive.runningUntil > now ? drive.runningUntil - now : 0;
     const bool isBusy = drive.running && busyFor > 0;
     const auto hasEvent = [&](std::uint8_t kind) {

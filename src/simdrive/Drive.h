@@ -116,7 +116,7 @@ struct SimDrive {
     bool isTrayOpen = false, preventsRemoval = false;
     std::deque<Refusal> attentions;
     Refusal last;                  // for REQUEST SENSE
-    std::uint8_t mediaEvent = 0;   // MMC-6 6.6.3.5: 2 new media, 3 removal
+    std::uint8_t mediaEvent = 0;   // MMC-6 6.6.3.5: 2 new media, 3 removal, 5 format completed
     bool hasFeatureEvent = false;  // other features are current than the host was told of
     std::vector<ModePage> pages;
     std::uint16_t readSpeed = 0, writeSpeed = 0;  // 1000 bytes a second; 0: the greatest

@@ -293,14 +293,18 @@ Refusal ReadTrackInformation(SimDrive& drive, Request& request) {
     const bool isWritable =
         track->state != TrackState::Complete && state.rules->access != Access::Overwrite && !state.isFinal;
     const bool hasData = track->next > track->first;
+    // A blank track of a DVD is to be written as the write parameters say.
+    const bool isIncremental = isBlank && state.rules->writeTypes != 0 && !state.rules->isCd()
+                                   ? CurrentWriteParameters(drive).type == 0
+                                   : track->isIncremental;
     // Packet, and FP where it is overwritten in whole ECC blocks (MMC-6 6.27).
     const bool isOverwritten = state.rules->access == Access::Overwrite || state.rules->access == Access::Rigid;
     Reply reply;
     reply.put(2, 46).put(1, track->number).put(1, track->session).put(1, 0).put(1, track->control);
     reply.put(1, (track->isReserved ? 0x80 : 0) | (isBlank ? 0x40 : 0) |
-                     (isOverwritten          ? 0x30
-                      : track->isIncremental ? 0x20
-                                             : 0) |
+                     (isOverwritten   ? 0x30
+                      : isIncremental ? 0x20
+                                      : 0) |
                      (track->isAudio() || isBlank ? 15 : track->mode));
     reply.put(1, (hasData ? 2 : 0) | (isWritable ? 1 : 0)).put(4, static_cast<std::uint32_t>(track->first));
     reply.put(4, isWritable ? static_cast<std::uint32_t>(track->next) : 0);

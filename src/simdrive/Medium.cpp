@@ -39,7 +39,7 @@ constexpr std::uint8_t kFull = 1 << 0, kMinimal = 1 << 1;
 constexpr std::uint8_t kErasable = kFull | kMinimal | 1 << 3 | 1 << 5 | 1 << 6;  // unreserve, unclose, last session
 constexpr std::uint8_t kTrack = 1 << 1, kSession = 1 << 2, kFinal = 1 << 5, kFinalPlain = 1 << 6;
 
-constexpr std::uint8_t kBdCloses = kTrack | kSession | kFinal | kFinalPlain;
+constexpr std::uint8_t kBdCloses = kTrack | kSession | kFinalPlain;
 
 constexpr std::uint32_t kBdSingle = 12219392, kBdDual = 24438784, kBdTriple = 48878592, kBdQuad = 62500864;
 
@@ -75,7 +75,7 @@ constexpr MediumRules BdRandom(Medium medium, TextView name, std::uint32_t block
     MediumRules rules = BdRecordable(medium, name, blocks, layers);
     rules.profile = 0x0042;
     rules.access = Access::Overwrite;
-    rules.closeTypes = kFinal | kFinalPlain;
+    rules.closeTypes = kFinalPlain;
     rules.features = kBdRRandomFeatures;
     return rules;
 }

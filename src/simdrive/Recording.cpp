@@ -9,6 +9,7 @@ namespace tovlark {
 namespace {
 
 constexpr std::int32_t kCdPregap = 150, kRunOut = 2;
+constexpr std::uint32_t kLeastCdTrack = 300;  // 4 s; the drive fills up what is shorter
 
 std::uint32_t RoundUp(std::uint32_t blocks, std::uint32_t multiple) {
     return (blocks + multiple - 1) / multiple * multiple;
@@ -169,6 +170,7 @@ void CloseTrack(DiscState& state, DiscTrack& track) {
     const bool isLast = &track == &state.tracks.back();
     if (!track.isReserved) {
         std::uint32_t size = RoundUp(static_cast<std::uint32_t>(track.next - track.first), rules.eccBlocks);
+        if (rules.isCd()) size = std::max(size, kLeastCdTrack);
         if (rules.isCd() && !track.isAudio()) {
             size += kRunOut;
             track.hasRunOut = true;
@@ -278,7 +280,10 @@ void AdvanceBackground(SimDrive& drive) {
         if (spent < takes) break;
     }
     if (before != state.backgroundBlocks) drive.backgroundSince = now;
-    if (state.backgroundBlocks == state.blocks) state.background = BackgroundFormat::Complete;
+    if (state.backgroundBlocks < state.blocks) return;
+    state.background = BackgroundFormat::Complete;
+    constexpr std::uint8_t kFormatCompleted = 5;
+    if (drive.mediaEvent == 0) drive.mediaEvent = kFormatCompleted;
 }
 
 Refusal ReserveTrack(SimDrive& drive, Request& request) {
@@ -305,6 +310,23 @@ Refusal SendOpc(SimDrive& drive, Request& request) {
     drive.motion.isSpinning = drive.motion.isCalibrated = true;
     return {};
 }
+
+namespace {
+
+/// Why a session cannot be closed yet: CDs and the DVDs that know the write parameters want every track closed before;
+/// a reserved one that was not written at all keeps open those of the others too.
+Refusal FindIncomplete(const DiscState& state, std::uint8_t session) {
+    constexpr Refusal kReservedIncomplete{5, 0x72, 0x04};
+    const bool wantsAll = state.rules->writeTypes != 0 && state.rules->access == Access::Sequential;
+    for (const DiscTrack& track : state.tracks) {
+        if (track.session != session || track.state == TrackState::Complete || IsInvisible(track)) continue;
+        if (track.isReserved && wantsAll && !state.rules->isCd()) return kReservedIncomplete;
+        if (wantsAll || track.state == TrackState::Blank) return kSessionIncomplete;
+    }
+    return {};
+}
+
+}  // namespace
 
 Refusal CloseTrackSession(SimDrive& drive, Request& request) {
     DiscState& state = drive.state();
@@ -340,8 +362,7 @@ Refusal CloseTrackSession(SimDrive& drive, Request& request) {
         return Keep(drive);
     }
     const std::uint8_t session = state.tracks.empty() ? 0 : state.tracks.back().session;
-    for (const DiscTrack& track : state.tracks)
-        if (track.session == session && track.isReserved && track.state == TrackState::Blank) return kSessionIncomplete;
+    if (const Refusal refusal = FindIncomplete(state, session)) return refusal;
     const bool isFinal = state.rules->writeTypes != 0 ? !CurrentWriteParameters(drive).leavesOpen : function != 2;
     std::uint64_t time = CloseTime(drive, isFinal, false);
     if (state.rules->access == Access::Rigid) {

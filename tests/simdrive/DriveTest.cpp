@@ -52,7 +52,8 @@ TEST_P(EveryMedium, IsWrittenClosedAndReadBack) {
     EXPECT_EQ(on.read(0), std::uint32_t{'a'});
     EXPECT_EQ(on.read(31), std::uint32_t{'b'});
     if (walk.isCd) {
-        EXPECT_EQ(on.read(32), 0x031105u) << "run-out";
+        EXPECT_EQ(on.read(32), 0u) << "filled up to 4 seconds";
+        EXPECT_EQ(on.read(300), 0x031105u) << "run-out";
     }
     if (walk.medium != Medium::DvdRam) {
         EXPECT_EQ(on.discStatus() & 0x0F, 0x0Eu) << "finalised";
@@ -63,7 +64,7 @@ TEST_P(EveryMedium, IsWrittenClosedAndReadBack) {
     const Bytes toc = on.receive({0x43, 0, 0, 0, 0, 0, 0, 0, 20}, 20);
     EXPECT_EQ(LoadedDrive::be(toc, 2, 2), 0x0101u);
     if (!walk.isOverwrite) {
-        EXPECT_EQ(LoadedDrive::be(toc, 16, 4), walk.isCd ? 34u : 32u) << "lead-out";
+        EXPECT_EQ(LoadedDrive::be(toc, 16, 4), walk.isCd ? 302u : 32u) << "lead-out";
     }
 }
 
@@ -138,6 +139,18 @@ TEST(Sequential, SessionsAndReservedTracksHaveTheirOwnNextAddresses) {
     EXPECT_EQ(on.write(128 + 4096, 16, 'c'), kOk);
 }
 
+TEST(Sequential, ABorderIsClosedOnceItsTracksAre) {
+    LoadedDrive on(Medium::DvdR);
+    ASSERT_EQ(on.send({0x53, 0, 0, 0, 0, 0, 0, 0, 32}), kOk);
+    ASSERT_EQ(on.write(0, 16, 'a'), kOk);
+    ASSERT_EQ(on.write(32, 16, 'b'), kOk);
+    EXPECT_EQ(on.close(2), 0x057204u) << "the reserved track is written in part";
+    ASSERT_EQ(on.close(1, 1), kOk);
+    EXPECT_EQ(on.close(2), 0x057203u) << "the other one is open";
+    ASSERT_EQ(on.close(1, 2), kOk);
+    EXPECT_EQ(on.close(2), kOk);
+}
+
 TEST(Sequential, DiscAtOnceClosesItself) {
     LoadedDrive on(Medium::DvdRwSequential);
     EXPECT_EQ(on.select(1, 4), 0x052600u) << "track-at-once on a DVD";
@@ -161,7 +174,9 @@ TEST(Sequential, DiscAtOnceClosesItself) {
 
 TEST(Sequential, ATestLeavesTheDiscBlank) {
     LoadedDrive on(Medium::DvdR);
+    EXPECT_EQ(on.trackField(1, 4) >> 8 & 0xFF, 0x6Fu) << "blank, to be written incrementally";
     ASSERT_EQ(on.select(0x12, 4), kOk);
+    EXPECT_EQ(on.trackField(1, 4) >> 8 & 0xFF, 0x4Fu);
     ASSERT_EQ(on.send({0x53, 0, 0, 0, 0, 0, 0, 0, 32}), kOk);
     ASSERT_EQ(on.write(0, 32, 'a'), kOk);
     ASSERT_EQ(on.synchronize(), kOk);
@@ -245,8 +260,11 @@ TEST(BackgroundFormat, GoesOnIsStoppedAndRestarted) {
     ASSERT_EQ(on.send({0x1B, 0, 0, 0, 3}), kOk);
     EXPECT_EQ(on.send({0x00}), 0x062800u);
     EXPECT_EQ(status(), 1u) << "nothing is formatted while the tray is open";
+    const auto mediaEvent = [&] { return LoadedDrive::be(on.receive({0x4A, 1, 0, 0, 0x10, 0, 0, 0, 8}, 8), 4, 2); };
+    EXPECT_EQ(mediaEvent(), 0x0202u) << "the disc is new";
     ASSERT_EQ(on.format(0xFFFFFFFF, 0x26, 1), kOk);
     on.time.now += 600000;
+    EXPECT_EQ(mediaEvent(), 0x0502u) << "formatted";
     EXPECT_EQ(status(), 3u);
 }
 

@@ -205,6 +205,9 @@ TEST(DriveTime, ClosingTakesItsTimeAndTellsSo) {
         TimedDrive on(medium);
         on.drive.isRealTime = false;
         ASSERT_EQ(on.write(0, 32, 'a'), kOk);
+        if (function != 1) {
+            ASSERT_EQ(on.close(1), kOk);
+        }
         on.drive.isRealTime = true;
         ASSERT_EQ(on.send({0x5B, 1, function, 0, 0, 1}), kOk);
         const std::uint64_t seconds = on.waitUntilReady(0x020407);
