@@ -433,7 +433,11 @@ Refusal FormatUnit(SimDrive& drive, Request& request) {
     const bool leavesSizeOpen = asked == 0 && (type == 0x13 || type == 0x15);  // to what is written then
     if (!isMost && !leavesSizeOpen && (asked == 0 || asked > state.blocks)) return kInvalidParameter;
     if (isBd) return FormatBd(drive, {type, request.dataAt(8) & 3u, asked, immed});
-    if (type == 0x26) return FormatPlus(drive, (request.dataAt(11) & 1) != 0, immed);
+    if (type == 0x26) {
+        constexpr std::uint32_t kRestart = 1;  // the drive has no quick start
+        const std::uint32_t parameter = request.dataBe(9, 3);
+        return parameter > kRestart ? kInvalidParameter : FormatPlus(drive, parameter == kRestart, immed);
+    }
     // What 13h names are the blocks to be added.
     const std::uint32_t most = type == 0x13 ? state.blocks - state.formattedBlocks : state.blocks;
     const std::uint32_t blocks = isMost ? most : RoundUp(asked, state.rules->eccBlocks);

@@ -254,6 +254,7 @@ TEST(BackgroundFormat, GoesOnIsStoppedAndRestarted) {
     ASSERT_EQ(on.format(0xFFFFFFFF, 0x26, 1), kOk);
     on.time.now += 4000;
     EXPECT_EQ(on.format(0xFFFFFFFF, 0x26, 1), 0x052600u) << "it runs";
+    EXPECT_EQ(on.format(0xFFFFFFFF, 0x26, 2), 0x052600u) << "quick start";
     EXPECT_EQ(on.read(1000), std::uint32_t{'a'});
     ASSERT_EQ(on.send({0x1B, 0, 0, 0, 2}), kOk);
     on.time.now += 600000;
