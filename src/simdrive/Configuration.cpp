@@ -114,8 +114,10 @@ std::vector<ModePage> StandardPages() {
     pages.push_back(page(0x1A, 12, {{3, {0, 3}}}));
     pages.push_back(page(0x1D, 12, {{4, {0, 7}}}));
     // CD-R, CD-RW, DVD-ROM, -R and -RAM read; all but DVD-ROM written, in test mode too; no underruns; tray, locks,
-    // ejects; multi-session, mode 2; audio is read exactly, with R to W, C2 pointers, ISRC and catalogue number.
-    pages.push_back(page(0x2A, 32, {{2, {0x3B, 0}}, {3, {0x37, 0}}, {4, {0xF0, 0}}, {5, {0x77, 0}}, {6, {0x29, 0}}}));
+    // ejects; multi-session, mode 2; audio is read exactly, with R to W, C2 pointers, ISRC, catalogue number and
+    // CD-Text.
+    pages.push_back(page(
+        0x2A, 32, {{2, {0x3B, 0}}, {3, {0x37, 0}}, {4, {0xF0, 0}}, {5, {0x77, 0}}, {6, {0x29, 0}}, {7, {0x20, 0}}}));
     return pages;
 }
 
@@ -151,7 +153,12 @@ void FillCapabilities(const SimDrive& drive, std::vector<std::uint8_t>& page) {
 
 std::vector<std::uint8_t> PageBytes(const SimDrive& drive, const ModePage& page, std::uint8_t control) {
     std::vector<std::uint8_t> bytes = control == 0 ? page.current : control == 1 ? page.changeable : page.standard;
-    if (page.code == 0x2A && control != 1) FillCapabilities(drive, bytes);
+    if (page.code != 0x2A) return bytes;
+    std::vector<std::uint8_t> filled = page.current;
+    FillCapabilities(drive, filled);
+    if (control != 1) return filled;
+    bytes.resize(filled.size());  // as long as the current one, but nothing in it can be changed
+    bytes[1] = filled[1];
     return bytes;
 }
 
@@ -166,10 +173,10 @@ bool IsWritePageSound(const SimDrive& drive, std::span<const std::uint8_t> page)
     return isKnown && drive.rules().takes(drive.rules().writeTypes, type) && (drive.rules().isCd() || blockType == 8);
 }
 
-Refusal SelectPage(SimDrive& drive, std::span<const std::byte> bytes) {
+Refusal SelectPage(const SimDrive& drive, std::span<const std::byte> bytes, std::vector<ModePage>& pages) {
     const std::uint8_t code = std::to_integer<std::uint8_t>(bytes[0]) & 0x3F;
-    const auto page = std::ranges::find(drive.pages, code, &ModePage::code);
-    if (page == drive.pages.end() || bytes.size() != page->current.size()) return kInvalidParameter;
+    const auto page = std::ranges::find(pages, code, &ModePage::code);
+    if (page == pages.end() || bytes.size() != page->current.size()) return kInvalidParameter;
     std::vector<std::uint8_t> wanted = page->current;
     for (std::size_t index = 2; index < bytes.size(); ++index) {
         const std::uint8_t byte = std::to_integer<std::uint8_t>(bytes[index]);
@@ -253,13 +260,15 @@ Refusal ModeSelect(SimDrive& drive, Request& request) {
     const std::uint32_t descriptorBytes = request.dataBe(6, 2);
     if (descriptorBytes > rest.size()) return kListTooShort;
     rest = rest.subspan(descriptorBytes);
+    std::vector<ModePage> pages = drive.pages;  // none changes when one is refused
     while (!rest.empty()) {
         if (rest.size() < 2) return kListTooShort;
         const std::size_t bytes = std::to_integer<std::size_t>(rest[1]) + 2;
         if (bytes > rest.size()) return kListTooShort;
-        if (const Refusal refusal = SelectPage(drive, rest.first(bytes))) return refusal;
+        if (const Refusal refusal = SelectPage(drive, rest.first(bytes), pages)) return refusal;
         rest = rest.subspan(bytes);
     }
+    drive.pages = std::move(pages);
     return {};
 }
 
@@ -307,7 +316,7 @@ Refusal GetPerformance(SimDrive& drive, Request& request) {
     if (kind == 0) {
         if ((dataType & 3) != 0) return kInvalidField;
         for (const Zone& zone : ZonesOf(drive, isWrite ? Pass::Write : Pass::Read))
-            if (available++ < most)
+            if (zone.last >= request.be(2, 4) && available++ < most)
                 reply.put(4, zone.first).put(4, zone.firstSpeed).put(4, zone.last).put(4, zone.lastSpeed);
     } else {
         for (const std::uint32_t speed : SpeedsOf(drive))

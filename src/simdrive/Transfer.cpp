@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "base/DiscLayout.h"
 #include "base/RawSector.h"
 #include "simdrive/BluRay.h"
 #include "simdrive/Drive.h"
@@ -84,12 +85,13 @@ constexpr std::uint16_t BlockBytesOf(std::uint8_t blockType) {
 void TakeCodes(SimDrive& drive, DiscTrack& track) {
     constexpr std::size_t kCatalog = 16, kIsrc = 32;
     const std::vector<std::uint8_t>& page = std::ranges::find(drive.pages, 0x05, &ModePage::code)->current;
-    const auto take = [&](std::size_t offset, auto& code) {
-        if ((page[offset] & 0x80) != 0)
-            std::copy_n(page.begin() + static_cast<std::ptrdiff_t>(offset) + 1, code.size(), code.begin());
+    const auto take = [&](std::size_t offset, auto& code, bool (*isSound)(TextView)) {
+        const auto begin = page.begin() + static_cast<std::ptrdiff_t>(offset) + 1;
+        const auto end = begin + static_cast<std::ptrdiff_t>(code.size());
+        if ((page[offset] & 0x80) != 0 && isSound(Text(begin, end))) std::copy(begin, end, code.begin());
     };
-    take(kCatalog, drive.state().catalog);
-    take(kIsrc, track.isrc);
+    take(kCatalog, drive.state().catalog, IsCatalogNumber);
+    take(kIsrc, track.isrc, IsIsrc);
 }
 
 /// Whether the open track takes blocks as the write parameters say; the first write settles what it holds.

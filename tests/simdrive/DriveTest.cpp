@@ -154,6 +154,11 @@ TEST(Sequential, ABorderIsClosedOnceItsTracksAre) {
 TEST(Sequential, DiscAtOnceClosesItself) {
     LoadedDrive on(Medium::DvdRwSequential);
     EXPECT_EQ(on.select(1, 4), 0x052600u) << "track-at-once on a DVD";
+    Bytes pages = on.receive({0x5A, 8, 0x1D, 0, 0, 0, 0, 0, 20}, 20);
+    pages[12] = std::byte{1};
+    pages.insert(pages.end(), {std::byte{5}, std::byte{0}});
+    EXPECT_EQ(on.send({0x55, 0x10, 0, 0, 0, 0, 0, 0, 22}, pages, DataDirection::Out), 0x052600u);
+    EXPECT_EQ(LoadedDrive::be(on.receive({0x5A, 8, 0x1D, 0, 0, 0, 0, 0, 20}, 20), 12, 1), 0u) << "all pages or none";
     ASSERT_EQ(on.select(2, 4), kOk);
     ASSERT_EQ(on.send({0x53, 0, 0, 0, 0, 0, 0, 0, 32}), kOk);
     ASSERT_EQ(on.write(0, 32, 'a'), kOk);

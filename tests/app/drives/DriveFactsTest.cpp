@@ -96,17 +96,18 @@ const auto kFormatAndWrite = [](int type, int parameter = 0) {
 INSTANTIATE_TEST_SUITE_P(
     , Media,
     testing::Values(
-        Walk{Medium::CdR, "2 CD-R blank, 359849 = 0 used + 359849 free; 1.1 0+359849 blank >0; 8448",
-             Session(0, 1, kTrackAtOnce, kMultiSession | kDataTrack),
-             "2 CD-R appendable, 359849 = 11434 used + 348415 free; 1.1 0+34 data, 2.2 11434+348415 blank >11434; 8448",
-             Session(11434, 2, kTrackAtOnce, kDataTrack),
-             "2 CD-R complete, 11468 = 11468 used + 0 free; 1.1 0+34 data, 2.2 11434+34 data; 8448"},
         Walk{
-            Medium::CdRw, "3 CD-RW blank, 359849 = 0 used + 359849 free; 1.1 0+359849 blank >0; 4224",
+            Medium::CdR, "2 CD-R blank, 359849 = 0 used + 359849 free; 1.1 0+359849 blank >0; 8448",
             Session(0, 1, kTrackAtOnce, kMultiSession | kDataTrack),
-            "3 CD-RW appendable, 359849 = 11434 used + 348415 free; 1.1 0+34 data, 2.2 11434+348415 blank >11434; 4224",
-            Session(11434, 2, kTrackAtOnce, kDataTrack),
-            "3 CD-RW complete, 11468 = 11468 used + 0 free; 1.1 0+34 data, 2.2 11434+34 data; 4224"},
+            "2 CD-R appendable, 359849 = 11702 used + 348147 free; 1.1 0+302 data, 2.2 11702+348147 blank >11702; 8448",
+            Session(11702, 2, kTrackAtOnce, kDataTrack),
+            "2 CD-R complete, 12004 = 12004 used + 0 free; 1.1 0+302 data, 2.2 11702+302 data; 8448"},
+        Walk{Medium::CdRw, "3 CD-RW blank, 359849 = 0 used + 359849 free; 1.1 0+359849 blank >0; 4224",
+             Session(0, 1, kTrackAtOnce, kMultiSession | kDataTrack),
+             "3 CD-RW appendable, 359849 = 11702 used + 348147 free; 1.1 0+302 data, 2.2 11702+348147 blank >11702; "
+             "4224",
+             Session(11702, 2, kTrackAtOnce, kDataTrack),
+             "3 CD-RW complete, 12004 = 12004 used + 0 free; 1.1 0+302 data, 2.2 11702+302 data; 4224"},
         Walk{Medium::DvdR, "17 DVD-R blank, 2298496 = 0 used + 2298496 free; 1.1 0+2298496 blank >0; 22160",
              Session(0, 1, kIncremental, kMultiSession | kIncrementalTrack),
              "17 DVD-R appendable, 2298496 = 12304 used + 2286192 free; 1.1 0+32 data, 2.2 12304+2286192 blank >12304; "
