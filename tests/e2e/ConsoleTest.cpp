@@ -129,6 +129,17 @@ TEST_F(Console, PostsTheNamedEventOnceARunStepHasEnded) {
     EXPECT_EQ(run({"automount", "-evt", "tovlark-no-such-event"}).status, 0);
 }
 
+TEST_F(Console, TheOtherToolsSayThatNobodyGetsTheirOutput) {
+    if (TestingWindowsPrograms()) GTEST_SKIP() << "a POSIX shell and device";
+    for (const char* tool : {"tvdrive", "tvset"}) {
+        const std::string program = OurProgram(tool)[0];
+        const ProgramEnd end = RunProgram({.words = {"/bin/sh", "-c", "exec \"$0\" list >/dev/full", program},
+                                           .environment = {{"XDG_CONFIG_HOME", folder_.path()}}});
+        EXPECT_EQ(end.errors, "Cannot write to standard output.\r\n") << tool;
+        EXPECT_NE(end.status, 0) << tool;
+    }
+}
+
 TEST_F(Console, WritesALanguageTemplate) {
     EXPECT_EQ(run({"create_lang_file", "-o", "t.ini"}).status, 0);
     EXPECT_THAT(folder_.read("t.ini"), HasSubstr("16=Version\r\n"));

@@ -185,6 +185,10 @@ int ProgramMain(const std::vector<Text>& words) {
             line.status = Status::Failed;
         }
     }
+    if (!tool.session.finishOutput()) {
+        WriteErrorLine(tool.texts[TextId::OutputNotWritten]);
+        return kExitFailed;
+    }
     if (Tool::flags().cancel) return kExitCancelled;
     return line.status == Status::Ok ? 0 : kExitFailed;
 }

@@ -18,29 +18,12 @@ namespace {
 
 constexpr int kOk = 0;
 
-/// The standard streams, with a note of output that did not arrive: no front end tells of it here.
-ConsoleStreams NotedStreams(bool& isOutputGone) {
-    return {&isOutputGone,
-            [](void* self, std::string_view bytes) {
-                const ConsoleStreams streams = StandardStreams();
-                const bool isWritten = streams.write(streams.self, bytes);
-                if (!isWritten) *static_cast<bool*>(self) = true;
-                return isWritten;
-            },
-            [](void*) {
-                const ConsoleStreams streams = StandardStreams();
-                return streams.readByte(streams.self);
-            },
-            [](void*) {}};
-}
-
 /// What the subcommands work with and were given.
 struct Tool {
     SettingsStore settings{OpenSettings()};
     Texts texts{LoadLanguage(settings.getInt(kLanguage))};
     Flags flags;
-    bool isOutputGone = false;
-    ConsoleSession session{NotedStreams(isOutputGone), texts, SystemClock(), flags};
+    ConsoleSession session{StandardStreams(), texts, SystemClock(), flags};
     std::string name, value;
     bool isJson = false, isYes = false;
 };
@@ -229,7 +212,7 @@ int ProgramMain(const std::vector<Text>& words) {
             status = kExitFailed;
         }
     }
-    if (tool.isOutputGone) {
+    if (!tool.session.finishOutput()) {
         WriteErrorLine(tool.texts[TextId::OutputNotWritten]);
         return kExitFailed;
     }

@@ -106,6 +106,11 @@ void ConsoleSession::flush() {
     pending_.clear();
 }
 
+bool ConsoleSession::finishOutput() {
+    flush();
+    return !outputGone_;
+}
+
 void ConsoleSession::print(TextView text) {
     pending_ += ToUtf8(text);
     flush();

@@ -84,6 +84,8 @@ public:
     /// One line of standard input without its LF or CR LF; "Yes" under `assumeYes`. A line beyond `maximumLength`
     /// characters is discarded to its end and reads as an empty one, as does the end of input (cancel flag raised).
     Text readLine(std::size_t maximumLength);
+    /// Writes what waits to be written. False when this or anything before did not arrive.
+    bool finishOutput();
     /// Prints "<E1>" or "<E0>" with 100 ms before and after.
     void signalResult(bool ok);
 
