@@ -155,7 +155,7 @@ bool VerifiesWrites(const SimDrive& drive, const Request& request) {
 }
 
 std::int64_t SpareClusters(const DiscState& state) {
-    return std::int64_t{state.blocks / kCluster} - (state.capacity() + kCluster - 1) / kCluster;
+    return std::int64_t{state.blocks / kCluster} - state.capacity() / kCluster;
 }
 
 std::int64_t FreeSpares(const SimDrive& drive, std::int64_t end) {

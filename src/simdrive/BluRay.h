@@ -36,7 +36,7 @@ std::int64_t SpareClusters(const DiscState& state);
 std::int64_t FreeSpares(const SimDrive& drive, std::int64_t end);
 
 /// Writes blocks of a BD-R in random recording mode, where each cluster takes data once: the rest of one that was begun
-/// only right behind them, and not any more once the cache was emptied (MMC-6 5.3.15).
+/// only right behind them, and not any more once the cache was emptied (MMC-5 5.3.15).
 Refusal WriteOnce(SimDrive& drive, Request& request, std::int32_t block, std::uint32_t count);
 
 /// Writes blocks that are recorded on a disc with pseudo-overwrite. The new ones take the place of the next ones of

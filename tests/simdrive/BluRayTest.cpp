@@ -143,6 +143,13 @@ TEST(BluRay, SequentialDiscsAreWrittenInTurnAndFinalised) {
     EXPECT_EQ(on.write(64, 32, 'x'), 0x053005u);
 }
 
+TEST(BluRay, APieceOfAClusterIsNoSpareArea) {
+    LoadedDrive on(Medium::BdRe, 1001);
+    const Bytes spare = on.receive({0xAD, 1, 0, 0, 0, 0, 0, 10, 0, 16}, 16);
+    EXPECT_EQ(LoadedDrive::be(spare, 8, 4), 0u);
+    EXPECT_EQ(LoadedDrive::be(spare, 12, 4), 0u);
+}
+
 TEST(BluRay, RandomRecordingTakesEachClusterOnce) {
     LoadedDrive on(Medium::BdR, kBlocks);
     ASSERT_EQ(on.format(0xFFFFFFFF, 0x32, 0, 2), kOk);
